@@ -1,0 +1,259 @@
+#include "platform/registry.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "platform/syscalls.h"
+#include "temp_folder.h"
+
+namespace {
+
+using platform::registry_key;
+using platform::registry_key_data;
+using platform::registry_view;
+
+constexpr const char* kHeader = "Windows Registry Editor Version 5.00\r\n";
+constexpr const char* kTracing = "SOFTWARE\\Solvane\\Tracing";
+
+registry_key_data Parse(const std::string& body, const char* path = kTracing) {
+    registry_key_data key;
+    EXPECT_TRUE(platform::parse_registry_key(kHeader + body, path, &key)) << body;
+    return key;
+}
+
+const platform::registry_value* Find(const registry_key_data& key, const std::string& name) {
+    for (const auto& value : key.values) {
+        if (value.name == name) {
+            return &value;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<uint8_t> Bytes(std::initializer_list<int> list) {
+    return std::vector<uint8_t>(list.begin(), list.end());
+}
+
+TEST(RegistryParse, HeaderDecidesWhetherTheFileCounts) {
+    const std::string body = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n";
+    registry_key_data key;
+    EXPECT_TRUE(platform::parse_registry_key("REGEDIT4\n" + body, kTracing, &key));
+    EXPECT_TRUE(
+        platform::parse_registry_key("\xEF\xBB\xBF" + std::string(kHeader) + body, kTracing, &key));
+    EXPECT_FALSE(platform::parse_registry_key(body, kTracing, &key));
+    EXPECT_FALSE(platform::parse_registry_key("Windows Registry Editor\n" + body, kTracing, &key));
+    EXPECT_FALSE(platform::parse_registry_key("", kTracing, &key));
+}
+
+TEST(RegistryParse, KeyExistsWhenNamedOrWhenAKeyBelowIsNamed) {
+    registry_key_data key;
+    const std::string deep =
+        std::string(kHeader) + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n";
+    EXPECT_TRUE(platform::parse_registry_key(deep, kTracing, &key));
+    EXPECT_TRUE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane", &key));
+    EXPECT_FALSE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane\\Trac", &key));
+    EXPECT_FALSE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane\\Tracing\\Comp", &key));
+    // Other hives never count: everything is read below HKEY_LOCAL_MACHINE.
+    const std::string user =
+        std::string(kHeader) + "[HKEY_CURRENT_USER\\SOFTWARE\\Solvane\\Tracing]\n";
+    EXPECT_FALSE(platform::parse_registry_key(user, kTracing, &key));
+}
+
+TEST(RegistryParse, KeyPathsAndValueNamesIgnoreCase) {
+    const auto key = Parse(
+        "[hkey_local_machine\\software\\SOLVANE\\tracing]\r\n"
+        "\"DoTrace\"=dword:00000001\r\n"
+        "\"dotrace\"=dword:00000002\r\n");
+    // The second line names the same value again and replaces it in place.
+    ASSERT_EQ(key.values.size(), 1u);
+    EXPECT_EQ(key.values[0].name, "DoTrace");
+    EXPECT_EQ(key.values[0].data, Bytes({2, 0, 0, 0}));
+}
+
+TEST(RegistryParse, ValueKinds) {
+    const auto key = Parse(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
+        "\"Dword\"=dword:0000000a\n"
+        "\"Short\"=dword:A\n"
+        "\"Text\"=\"a\\\\b\\\"c\"\n"
+        "\"Empty\"=\"\"\n"
+        "\"Wide\"=\"\xC3\xA9\xF0\x9F\x98\x80\"\n"
+        "\"Expand\"=hex(2):41,00,00\n"
+        "\"Raw\"=hex(1):41,00\n"
+        "\"Binary\"=hex:de,AD , be,ef\n"
+        "\"Dword4\"=hex(4):01,02,03,04\n"
+        "\"Nothing\"=hex:\n"
+        "@=\"default\"\n");
+    ASSERT_EQ(key.values.size(), 11u);
+    EXPECT_EQ(Find(key, "Dword")->type, platform::reg_dword);
+    EXPECT_EQ(Find(key, "Dword")->data, Bytes({10, 0, 0, 0}));
+    EXPECT_EQ(Find(key, "Short")->data, Bytes({10, 0, 0, 0}));
+    // Quoted text is stored as UTF-16LE with its NUL, so its size is even.
+    EXPECT_EQ(Find(key, "Text")->type, platform::reg_sz);
+    EXPECT_EQ(Find(key, "Text")->data, Bytes({'a', 0, '\\', 0, 'b', 0, '"', 0, 'c', 0, 0, 0}));
+    EXPECT_EQ(Find(key, "Empty")->data, Bytes({0, 0}));
+    EXPECT_EQ(Find(key, "Wide")->data,
+              Bytes({0xE9, 0x00, 0x3D, 0xD8, 0x00, 0xDE, 0, 0}));  // e-acute, then a pair
+    EXPECT_EQ(Find(key, "Expand")->type, platform::reg_expand_sz);
+    EXPECT_EQ(Find(key, "Expand")->data, Bytes({0x41, 0, 0}));  // odd size kept as given
+    EXPECT_EQ(Find(key, "Raw")->type, platform::reg_sz);
+    EXPECT_EQ(Find(key, "Raw")->data, Bytes({0x41, 0}));  // no terminator kept as given
+    EXPECT_EQ(Find(key, "Binary")->type, platform::reg_binary);
+    EXPECT_EQ(Find(key, "Binary")->data, Bytes({0xDE, 0xAD, 0xBE, 0xEF}));
+    EXPECT_EQ(Find(key, "Dword4")->type, platform::reg_dword);
+    EXPECT_TRUE(Find(key, "Nothing")->data.empty());
+    ASSERT_NE(Find(key, ""), nullptr);
+    EXPECT_EQ(Find(key, "")->type, platform::reg_sz);
+}
+
+TEST(RegistryParse, HexListsContinueOverLines) {
+    const auto key = Parse(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\r\n"
+        "\"FileName\"=hex(2):2f,00,74,00,\\\r\n"
+        "  6d,00,\\\r\n"
+        "  00,00\r\n"
+        "\"After\"=dword:1\r\n");
+    EXPECT_EQ(Find(key, "FileName")->data, Bytes({0x2f, 0, 0x74, 0, 0x6d, 0, 0, 0}));
+    EXPECT_NE(Find(key, "After"), nullptr);
+}
+
+TEST(RegistryParse, MalformedLinesAreSkippedAndTheRestCounts) {
+    const auto key = Parse(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
+        "; a comment\n"
+        "\"TooLong\"=dword:123456789\n"
+        "\"NotHex\"=dword:xyz\n"
+        "\"Open\"=\"no end\n"
+        "\"BadEscape\"=\"C:\\Temp\"\n"
+        "\"BadByte\"=hex:1,2,300\n"
+        "\"BadType\"=hex(z):01\n"
+        "\"Garbage\"=qword:1\n"
+        "\"NoEquals\" dword:1\n"
+        "NoQuotes=dword:1\n"
+        "\"Deleted\"=-\n"
+        "\"BadUtf8\"=\"\xC3\x28\"\n"
+        "\xFF\xFE garbage \x01\n"
+        "\"Good\"=dword:00000007\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\n"
+        "\"InCutSection\"=dword:1\n"
+        "[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
+        "\"InDeletion\"=dword:1\n");
+    ASSERT_EQ(key.values.size(), 1u);
+    EXPECT_EQ(key.values[0].name, "Good");
+}
+
+TEST(RegistryParse, SubkeysAreDirectChildrenSortedWithoutCase) {
+    const auto key = Parse(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\zeta]\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Alpha\\Deeper]\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\alpha]\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Beta\\]\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\ProductsX]\n",
+        "SOFTWARE\\Solvane\\Products");
+    EXPECT_EQ(key.subkeys, (std::vector<std::string>{"Alpha", "Beta", "zeta"}));
+}
+
+// ---- the key object over the store file ------------------------------------
+
+class RegistryKey : public ::testing::Test {
+  protected:
+    ridgex_test::TempFolder folder_;
+    ridgex_test::RegistryFile file_{folder_};
+};
+
+TEST_F(RegistryKey, MissingFileOrKeyDoesNotOpen) {
+    registry_key key;
+    EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
+    EXPECT_FALSE(key.is_open());
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Other]\n");
+    EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
+    uint32_t size = 0;
+    EXPECT_EQ(key.query_value("DoTrace", nullptr, nullptr, &size), platform::reg_not_found);
+}
+
+TEST_F(RegistryKey, QueryFollowsTheSizeProtocol) {
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"Name\"=\"abc\"\n");
+    registry_key key;
+    ASSERT_EQ(key.open(kTracing), platform::reg_ok);
+    uint32_t type = 0;
+    uint32_t size = 0;
+    EXPECT_EQ(key.query_value("NAME", &type, nullptr, &size), platform::reg_ok);
+    EXPECT_EQ(type, platform::reg_sz);
+    EXPECT_EQ(size, 8u);
+    uint8_t buffer[8] = {};
+    size = 7;
+    EXPECT_EQ(key.query_value("Name", &type, buffer, &size), platform::reg_more_data);
+    EXPECT_EQ(size, 8u);
+    EXPECT_EQ(buffer[0], 0);  // nothing copied on too little room
+    EXPECT_EQ(key.query_value("Name", &type, buffer, &size), platform::reg_ok);
+    EXPECT_EQ(buffer[4], 'c');
+    EXPECT_EQ(key.query_value("Missing", &type, buffer, &size), platform::reg_not_found);
+}
+
+TEST_F(RegistryKey, EnumeratesValuesAndSubkeys) {
+    file_.Write(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"B\"=dword:1\n\"A\"=dword:2\n"
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"ridgex\"=\"\"\n");
+    registry_key key;
+    ASSERT_EQ(key.open(kTracing), platform::reg_ok);
+    std::string name;
+    EXPECT_EQ(key.enum_value(0, &name), platform::reg_ok);
+    EXPECT_EQ(name, "B");
+    EXPECT_EQ(key.enum_value(1, &name), platform::reg_ok);
+    EXPECT_EQ(name, "A");
+    EXPECT_EQ(key.enum_value(2, &name), platform::reg_no_more_items);
+    EXPECT_EQ(key.enum_key(0, &name), platform::reg_ok);
+    EXPECT_EQ(name, "Components");
+    EXPECT_EQ(key.enum_key(1, &name), platform::reg_no_more_items);
+
+    registry_key components;
+    ASSERT_EQ(key.open_subkey("COMPONENTS", &components), platform::reg_ok);
+    EXPECT_EQ(components.enum_value(0, &name), platform::reg_ok);
+    EXPECT_EQ(name, "ridgex");
+    registry_key missing;
+    EXPECT_EQ(key.open_subkey("ComponentsNOT", &missing), platform::reg_not_found);
+}
+
+TEST_F(RegistryKey, ThirtyTwoBitViewReadsTheWow64Node) {
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Solvane\\Tracing\\Components]\n");
+    registry_key key;
+    EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
+    ASSERT_EQ(key.open(kTracing, registry_view::wow64_32), platform::reg_ok);
+    // A subkey of a key of the 32-bit view stays in that view.
+    registry_key components;
+    EXPECT_EQ(key.open_subkey("Components", &components), platform::reg_ok);
+}
+
+TEST_F(RegistryKey, EveryOpenReadsTheFileAfresh) {
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:0\n");
+    registry_key first;
+    ASSERT_EQ(first.open(kTracing), platform::reg_ok);
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:1\n");
+    registry_key second;
+    ASSERT_EQ(second.open(kTracing), platform::reg_ok);
+    uint32_t before = 9;
+    uint32_t after = 9;
+    uint32_t size = 4;
+    first.query_value("DoTrace", nullptr, &before, &size);
+    second.query_value("DoTrace", nullptr, &after, &size);
+    EXPECT_EQ(before, 0u);  // an open key is a snapshot
+    EXPECT_EQ(after, 1u);
+}
+
+TEST_F(RegistryKey, AFailingReadHoldsNoKeys) {
+    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n");
+    auto& table = platform::syscalls();
+    const auto real_read = table.read;
+    table.read = [](int, void*, size_t) -> ssize_t {
+        errno = EIO;
+        return -1;
+    };
+    registry_key key;
+    const int32_t failed = key.open(kTracing);
+    table.read = real_read;
+    EXPECT_EQ(failed, platform::reg_not_found);
+    EXPECT_EQ(key.open(kTracing), platform::reg_ok);
+}
+
+}  // namespace
