@@ -1,0 +1,98 @@
+// Start and stop of the library: the backend table comes up with the first
+// ridgex_init and goes with the last ridgex_exit.
+#include "aggregator/lib_aggregator.h"
+
+#include <new>
+#include <string_view>
+
+#include "shim/fpapi_shim.h"
+#include "trace/trace_scope.h"
+
+using SlvTraceNS::CTraceScope;
+
+int32_t CLibAggregator::init_count_ = 0;
+std::atomic<backend_slot_t*> CLibAggregator::backend_table_{nullptr};
+
+ridgex_dll_t* CLibAggregator::Backend(uint32_t slot) {
+    return SlotBackend(backend_table_.load(std::memory_order_acquire)[slot]);
+}
+
+ridgex_result CLibAggregator::Init() {
+    CTraceScope scope("CLibAggregator::Init", 0);
+    scoped_lock_t guard(library_lock_);
+    ++init_count_;
+    if (init_count_ > 1 && backend_table_.load() != nullptr) {
+        return RIDGEX_SUCCESS;
+    }
+
+    backend_slot_t* table = new (std::nothrow) backend_slot_t[kBackendSlotCount];
+    if (table == nullptr) {
+        return RIDGEX_E_NO_MEMORY;
+    }
+    backend_table_.store(table, std::memory_order_release);
+
+    ridgex_result last_status = RIDGEX_SUCCESS;
+    bool any_up = false;
+    for (uint32_t slot = 0; slot < kBackendSlotCount; ++slot) {
+        const char* name = backend_names[slot];
+        if (std::string_view(name) == kShimSlotName) {
+            table[slot].delegate = &CFpapiShim::Instance();
+        }
+        ridgex_dll_t* backend = SlotBackend(table[slot]);
+        if (!backend->Load(name)) {
+            scope.Message("!!! cannot load %s", name);
+            continue;
+        }
+        last_status = backend->Init();
+        if (last_status != RIDGEX_SUCCESS) {
+            scope.Message("!!! cannot initialize %s", name);
+            backend->Unload();
+            continue;
+        }
+        scope.Message("%s loaded and initialized", name);
+        any_up = true;
+    }
+
+    const ridgex_result status = any_up ? RIDGEX_SUCCESS : last_status;
+    if (!any_up) {
+        Exit();
+    }
+    scope.Result("cannot initialize anything", status);
+    return status;
+}
+
+ridgex_result CLibAggregator::Exit() {
+    CTraceScope scope("CLibAggregator::Exit", 0);
+    scoped_lock_t guard(library_lock_);
+    if (init_count_ != 0) {
+        --init_count_;
+        if (init_count_ > 0) {
+            return RIDGEX_SUCCESS;
+        }
+    }
+    backend_slot_t* table = backend_table_.load();
+    if (table == nullptr) {
+        return RIDGEX_E_FAILURE;
+    }
+
+    // The client has ended its captures and closed what it could; what is
+    // still open is closed in its backend without looking at references.
+    for (size_t i = 0; i < context_table_.count; ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
+        if (context != nullptr && context->handle != nullptr) {
+            SlotBackend(table[context->lib_index])->Close(context->handle);
+            context->ReleaseSignals();
+        }
+    }
+    for (uint32_t slot = 0; slot < kBackendSlotCount; ++slot) {
+        ridgex_dll_t* backend = SlotBackend(table[slot]);
+        if (backend->IsLoaded()) {
+            backend->Exit();
+            backend->Unload();
+        }
+    }
+    backend_table_.store(nullptr, std::memory_order_release);
+    delete[] table;
+    FreeContextTable();
+    return RIDGEX_SUCCESS;
+}
