@@ -51,6 +51,9 @@ class CLibAggregator {
     // The backend of a slot; only while initialised.
     static ridgex_dll_t* Backend(uint32_t slot);
 
+    // The client handles of the readers with the liveness check switched on.
+    static vector_t<void*, 10>& LivenessList() { return liveness_list_; }
+
   private:
     static ridgex_result AddContext(const char* dev_name, ridgex_handle* pdev, uint32_t lib_index,
                                     ridgex_dll_t* backend);
