@@ -28,7 +28,9 @@
 extern "C" {
 #endif
 
-#if defined(RIDGEX_BUILDING_LIBRARY)
+/* The library itself, and a backend library that exports the same functions,
+ * define one of these before including this header. */
+#if defined(RIDGEX_BUILDING_LIBRARY) || defined(RIDGEX_BACKEND_LIBRARY)
 #define RIDGEX_API __attribute__((visibility("default")))
 #else
 #define RIDGEX_API
@@ -220,7 +222,13 @@ RIDGEX_API ridgex_result ridgex_get_stream_image(ridgex_handle dev,
                                                  ridgex_capture_result* capture_result,
                                                  uint32_t* image_size, uint8_t* image_data);
 RIDGEX_API ridgex_result ridgex_init(void);
+#if defined(RIDGEX_BACKEND_LIBRARY)
+/* A backend library's LED configuration takes a fourth argument, always null. */
+RIDGEX_API ridgex_result ridgex_led_config(ridgex_handle dev, uint32_t led_id, uint32_t led_mode,
+                                           void* reserved);
+#else
 RIDGEX_API ridgex_result ridgex_led_config(ridgex_handle dev, uint32_t led_id, uint32_t led_mode);
+#endif
 RIDGEX_API ridgex_result ridgex_led_ctrl(ridgex_handle dev, uint32_t led_id, uint32_t led_cmd);
 RIDGEX_API ridgex_result ridgex_open(const char* dev_name, ridgex_handle* pdev);
 RIDGEX_API ridgex_result ridgex_open_ext(const char* dev_name, uint32_t prio, ridgex_handle* pdev);
