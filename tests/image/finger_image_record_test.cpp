@@ -1,0 +1,208 @@
+// The record writer: header bytes, the order of its refusals, and the
+// buffer protocol.
+#include "image/finger_image_record.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// A 100 × 50 ramp at 500 dots per inch.
+struct Image {
+    uint32_t width = 100;
+    uint32_t height = 50;
+    uint32_t resolution = 500;
+    Bytes pixels = Ramp(100 * 50);
+
+    static Bytes Ramp(size_t n) {
+        Bytes b(n);
+        std::iota(b.begin(), b.end(), 0);
+        return b;
+    }
+};
+
+struct Written {
+    ridgex_result status;
+    uint32_t size;
+    Bytes record;
+};
+
+Written Write(const Image& image, uint32_t format, uint32_t output_resolution, uint32_t room,
+              uint32_t reverse = 0) {
+    Written w{0, room, Bytes(room + 8, 0xEE)};
+    w.status =
+        WriteFingerImageRecord(image.width, image.height, image.resolution, image.pixels.data(),
+                               static_cast<uint32_t>(image.pixels.size()), format,
+                               output_resolution, reverse, w.record.data(), &w.size);
+    return w;
+}
+
+Bytes Slice(const Bytes& b, size_t from, size_t to) {
+    return Bytes(b.begin() + from, b.begin() + to);
+}
+
+TEST(FingerImageRecord, AnsiRecordOfReaderImage) {
+    const Image image;
+    const Written w = Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 6000);
+    ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(w.size, 5050u);
+    const Bytes expected_header{
+        0x46, 0x49, 0x52, 0x00, 0x30, 0x31, 0x30, 0x00,  // "FIR", "010"
+        0x00, 0x00, 0x00, 0x00, 0x13, 0xBA,              // length 5050
+        0x00, 0x33, 0xFE, 0xFF,                          // CBEFF product
+        0x00, 0x00, 0x00, 0x1E, 0x01, 0x01,              // device, level 30, 1 finger, ppi
+        0x01, 0xF4, 0x01, 0xF4, 0x01, 0xF4, 0x01, 0xF4,  // four resolutions
+        0x08, 0x00, 0x00, 0x00,                          // depth, compression, reserved
+        0x00, 0x00, 0x13, 0x96,                          // view length 5014
+        0x00, 0x01, 0x01, 0x4B, 0x00,                    // position, views, view, quality, type
+        0x00, 0x64, 0x00, 0x32, 0x00};                   // 100 × 50, reserved
+    EXPECT_EQ(Slice(w.record, 0, 50), expected_header);
+    EXPECT_EQ(Slice(w.record, 50, 5050), image.pixels);
+    EXPECT_EQ(w.record[5050], 0xEE);  // nothing behind the record
+}
+
+TEST(FingerImageRecord, IsoRecordLacksOnlyTheProductIdentifier) {
+    const Image image;
+    const Written iso = Write(image, RIDGEX_IMG_FMT_ISO19794, 500, 6000);
+    const Written ansi = Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 6000);
+    ASSERT_EQ(iso.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(iso.size, 5046u);
+    EXPECT_EQ(Slice(iso.record, 12, 16), (Bytes{0x13, 0xB6, 0x00, 0x00}));
+    EXPECT_EQ(Slice(iso.record, 0, 12), Slice(ansi.record, 0, 12));
+    EXPECT_EQ(Slice(iso.record, 14, 5046), Slice(ansi.record, 18, 5050));
+}
+
+TEST(FingerImageRecord, FieldsFollowTheOutputResolution) {
+    const Image image;
+    const Written w = Write(image, RIDGEX_IMG_FMT_ISO19794, 1000, 30000);
+    ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(w.size, 200u * 100 + 46);
+    EXPECT_EQ(Slice(w.record, 20, 28), (Bytes{0x03, 0xE8, 0x03, 0xE8, 0x03, 0xE8, 0x03, 0xE8}));
+    EXPECT_EQ(Slice(w.record, 32, 36), (Bytes{0x00, 0x00, 0x4E, 0x2E}));  // 20000 + 14
+    EXPECT_EQ(Slice(w.record, 41, 45), (Bytes{0x00, 0xC8, 0x00, 0x64}));  // 200 × 100
+    EXPECT_EQ(w.record[46], image.pixels[0]);
+    EXPECT_EQ(w.record[47], (image.pixels[0] + image.pixels[1]) / 2);
+}
+
+TEST(FingerImageRecord, FractionsOfTheSizeAreDropped) {
+    Image image;
+    image.width = 3;
+    image.height = 2;
+    image.resolution = 5;
+    image.pixels = {9, 8, 7, 6, 5, 4};
+    const Written w = Write(image, RIDGEX_IMG_FMT_ANSI381, 3, 64);
+    ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(w.size, 51u);
+    EXPECT_EQ(Slice(w.record, 45, 49), (Bytes{0x00, 0x01, 0x00, 0x01}));
+    EXPECT_EQ(w.record[50], 9);
+}
+
+TEST(FingerImageRecord, HalfResolutionRecordHoldsPickedPixels) {
+    Image image;
+    image.width = 4;
+    image.height = 2;
+    image.pixels = {1, 2, 3, 4, 5, 6, 7, 8};
+    const Written w = Write(image, RIDGEX_IMG_FMT_ISO19794, 250, 48);
+    ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(Slice(w.record, 46, 48), (Bytes{1, 3}));
+}
+
+TEST(FingerImageRecord, AnyNonZeroReverseTurns) {
+    const Image image;
+    for (uint32_t reverse : {1u, 0x100u, 0x80000000u}) {
+        const Written w = Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 5050, reverse);
+        ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+        EXPECT_EQ(w.record[50], image.pixels.back()) << reverse;
+        EXPECT_EQ(w.record[5049], image.pixels.front()) << reverse;
+    }
+}
+
+TEST(FingerImageRecordBuffer, RoomOfExactlyTheLengthSucceeds) {
+    const Image image;
+    EXPECT_EQ(Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 5050).status, RIDGEX_SUCCESS);
+    EXPECT_EQ(Write(image, RIDGEX_IMG_FMT_ISO19794, 500, 5046).status, RIDGEX_SUCCESS);
+}
+
+TEST(FingerImageRecordBuffer, ShortRoomAsksForTheLengthAndWritesNothing) {
+    const Image image;
+    const Written w = Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 5049);
+    EXPECT_EQ(w.status, RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(w.size, 5050u);
+    EXPECT_EQ(w.record, Bytes(5049 + 8, 0xEE));
+}
+
+TEST(FingerImageRecordBuffer, ZeroRoomAndNoBufferAskForTheLength) {
+    const Image image;
+    uint32_t size = 0;
+    EXPECT_EQ(WriteFingerImageRecord(100, 50, 500, image.pixels.data(), 5000,
+                                     RIDGEX_IMG_FMT_ISO19794, 500, 0, nullptr, &size),
+              RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(size, 5046u);
+}
+
+TEST(FingerImageRecordBuffer, NoBufferWithEnoughRoomIsRefused) {
+    const Image image;
+    uint32_t size = 5050;
+    EXPECT_EQ(WriteFingerImageRecord(100, 50, 500, image.pixels.data(), 5000,
+                                     RIDGEX_IMG_FMT_ANSI381, 500, 0, nullptr, &size),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(size, 5050u);
+}
+
+// Each refusal with the room test failing too: the earlier test must win,
+// leave the size alone and write nothing.
+struct Refusal {
+    const char* name;
+    uint32_t width, height, resolution;
+    bool null_pixels;
+    uint32_t pixels_length, format, output_resolution;
+    bool null_size;
+    ridgex_result expected;
+};
+
+class FingerImageRecordRefusal : public ::testing::TestWithParam<Refusal> {};
+
+TEST_P(FingerImageRecordRefusal, ComesBeforeTheRoomTest) {
+    const Refusal& r = GetParam();
+    const Bytes pixels(6000, 1);
+    Bytes out(16, 0xEE);
+    uint32_t size = 16;
+    EXPECT_EQ(
+        WriteFingerImageRecord(r.width, r.height, r.resolution,
+                               r.null_pixels ? nullptr : pixels.data(), r.pixels_length, r.format,
+                               r.output_resolution, 0, out.data(), r.null_size ? nullptr : &size),
+        r.expected);
+    EXPECT_EQ(size, 16u);
+    EXPECT_EQ(out, Bytes(16, 0xEE));
+}
+
+constexpr uint32_t kAnsi = RIDGEX_IMG_FMT_ANSI381;
+constexpr ridgex_result kInvalid = RIDGEX_E_INVALID_PARAMETER;
+
+INSTANTIATE_TEST_SUITE_P(
+    Order, FingerImageRecordRefusal,
+    ::testing::Values(
+        Refusal{"ZeroWidth", 0, 50, 500, false, 5000, kAnsi, 500, false, kInvalid},
+        Refusal{"ZeroHeight", 100, 0, 500, false, 5000, kAnsi, 500, false, kInvalid},
+        Refusal{"NullPixels", 100, 50, 500, true, 5000, kAnsi, 500, false, kInvalid},
+        Refusal{"EmptyPixels", 100, 50, 500, false, 0, kAnsi, 500, false, kInvalid},
+        Refusal{"RawFormat", 100, 50, 500, false, 5000, RIDGEX_IMG_FMT_RAW, 500, false, kInvalid},
+        Refusal{"NullSize", 100, 50, 500, false, 5000, kAnsi, 500, true, kInvalid},
+        Refusal{"ZeroResolution", 100, 50, 0, false, 5000, kAnsi, 500, false, kInvalid},
+        Refusal{"ZeroOutputResolution", 100, 50, 500, false, 5000, kAnsi, 0, false, kInvalid},
+        // Unknown format before the short block, zero resolution too.
+        Refusal{"FormatBeforeBadImage", 100, 50, 500, false, 4999, 7, 500, false, kInvalid},
+        Refusal{"ResolutionBeforeBadImage", 100, 50, 0, false, 4999, kAnsi, 500, false, kInvalid},
+        Refusal{"OnePixelShort", 100, 50, 500, false, 4999, kAnsi, 500, false, RIDGEX_E_BAD_IMAGE},
+        // 65536 × 65537 wraps to 65536 in 32 bits; the block is still short.
+        Refusal{"ProductBeyond32Bits", 65536, 65537, 500, false, 65536, kAnsi, 500, false,
+                RIDGEX_E_BAD_IMAGE},
+        // 60000 × 1 at 1 asked for 80000: 4.8e9 output pixels.
+        Refusal{"RecordBeyond32Bits", 60000, 1, 1, false, 60000, kAnsi, 80000, false, kInvalid}),
+    [](const ::testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
+
+}  // namespace
