@@ -57,6 +57,33 @@ TEST(WaitAny, InterruptedPollIsResumed) {
     platform::event_close(event);
 }
 
+TEST(WaitAny, ReadyButAlreadyConsumedPollsAgain) {
+    // Another waiter may consume an event between this wait's poll and read.
+    // The first poll here claims every event ready, as it would look then.
+    static int polls = 0;
+    const int raced = platform::event_create();
+    const int set = platform::event_create();
+    platform::event_set(set);
+    syscall_override stale_first_poll(
+        &platform::syscall_table::poll, +[](pollfd* fds, nfds_t count, int timeout) {
+            if (++polls > 1) {
+                return ::poll(fds, count, timeout);
+            }
+            for (nfds_t i = 0; i < count; ++i) {
+                fds[i].revents = POLLIN;
+            }
+            return static_cast<int>(count);
+        });
+    const int events[] = {raced, set};
+    EXPECT_EQ(platform::wait_any(events, 2, 1000), 1);
+    EXPECT_EQ(polls, 2);
+
+    polls = 0;
+    EXPECT_EQ(platform::wait_any(&raced, 1, 30), platform::wait_timed_out);
+    platform::event_close(raced);
+    platform::event_close(set);
+}
+
 TEST(Event, CallsLeaveErrnoAlone) {
     // A cancel may run in a signal handler; it must not change errno under
     // the code that the signal interrupted.
