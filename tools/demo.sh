@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# The main job: builds the library and the simulators, then runs the demo
+# client against the simulated readers. Usage: tools/demo.sh
+set -euo pipefail
+cd "$(dirname "$0")/.."
+cmake -B build -S . >/dev/null
+cmake --build build -j"$(nproc)" --target ridgex_demo
+# The simulated backends and libraries lie beside libridgex.so, which finds
+# them through its own folder. Nothing of the machine's is touched.
+export SYSTEMD_UNIT_PATH="${PWD}/build/no-units"
+export RIDGEX_REGISTRY="${PWD}/build/no-registry.reg"
+exec build/bin/ridgex_demo "$@"
