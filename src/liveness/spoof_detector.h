@@ -9,9 +9,10 @@
 
 #include "aggregator/device_context.h"
 #include "ridgex.h"
+#include "trace/trace_scope.h"
 
 class SpoofDetector {
-public:
+  public:
     static SpoofDetector& Instance();
 
     // Remembers a reader that enumeration delivered, with its prefixed name.
@@ -37,4 +38,46 @@ public:
     // The library's own file, where the model files lie beside it; set when
     // the library is loaded and cleared when it is unloaded.
     static inline std::atomic<const char*> module_path{nullptr};
+
+    // Rows of the table of known readers.
+    static constexpr int32_t kDeviceRows = 10;
+    // Room of every name and path the detector keeps, terminator included.
+    static constexpr uint32_t kTextRoom = 256;
+
+  private:
+    struct device_row {
+        char name[kTextRoom];
+        uint16_t vid;
+        uint16_t pid;
+        uint16_t revision;
+    };
+
+    constexpr SpoofDetector() = default;
+
+    // The model file for the reader named by current_name, or null when the
+    // reader has no model. Traces into init's scope.
+    const char* ChooseModel(AGGREGATOR_DEVICE_CONTEXT& context, SlvTraceNS::CTraceScope& scope);
+    void WorkOutModelDir();
+    // Fetches the pad image through the reader's backend into a block of
+    // the library's own (two calls). The block, or null with the status that
+    // the capture takes (0 when the backend had no image to hand over).
+    static ridgex_result FetchPadImage(AGGREGATOR_DEVICE_CONTEXT& context, uint8_t** block,
+                                       uint32_t* block_size);
+    // Scores the image and applies the verdict to `result`.
+    ridgex_result Score(SlvTraceNS::CTraceScope& scope, const uint8_t* image, uint32_t image_size,
+                        ridgex_capture_result* result);
+    static bool IsListed(ridgex_handle dev);
+
+    // Capture threads read the score, the threshold and the flag while the
+    // client's thread may change them.
+    std::atomic<int32_t> mlp_score{0};
+    std::atomic<int32_t> threshold{361};  // the row of a rate of 3.001
+    int32_t device_cnt = 0;
+    device_row devices[kDeviceRows] = {};
+    char current_name[kTextRoom] = {};
+    std::atomic<bool> initialized{false};
+    char model_dir[kTextRoom] = {};
+    char model_path[kTextRoom] = {};
+    // With the table full, the row that the next new name takes: the oldest.
+    int32_t next_replaced = 0;
 };
