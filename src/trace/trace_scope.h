@@ -9,7 +9,7 @@
 namespace SlvTraceNS {
 
 class CTraceScope {
-public:
+  public:
     // `name` is "Class::Function" (null gives "????"); `level` is compared
     // with the configured verbosity.
     CTraceScope(const char* name, int32_t level);
@@ -24,7 +24,7 @@ public:
     // that look like failures.
     void Result(const char* text, uint32_t code);
 
-private:
+  private:
     char name_[100];
     int32_t level_;
 };

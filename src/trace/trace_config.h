@@ -1,0 +1,51 @@
+// The trace configuration: the switches read from the registry key
+// "SOFTWARE\Solvane\Tracing" at most once in 30 seconds, the flags word that
+// they make, the verbosity and the module filters.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/registry.h"
+
+namespace SlvTraceNS {
+
+// Bits of the flags word.
+inline constexpr uint32_t kFlagToFile = 0x04;     // TraceToFile is 1 or absent
+inline constexpr uint32_t kFlagNewFile = 0x08;    // NewFileAlways absent or not 0
+inline constexpr uint32_t kFlagTrace = 0x20;      // DoTrace: every trace operation
+inline constexpr uint32_t kFlagProfiling = 0x40;  // DoProfiling: no messages
+inline constexpr uint32_t kFlagLog = 0x80;        // DoLog: change detection only
+
+inline constexpr uint32_t kStartFlags = kFlagTrace;
+inline constexpr uint32_t kCheckPeriodMs = 30000;
+
+// Read without the lock by every scope.
+extern std::atomic<uint32_t> flags_word;
+// Tick count after which Refresh reads the configuration again.
+extern std::atomic<uint32_t> next_check;
+// Read and written under the trace lock only.
+extern int32_t verbosity;
+extern bool module_enabled;
+
+// Reads the configuration again if the period has passed; called first by
+// every scope's constructor. Between two checks it costs a tick count and a
+// comparison.
+void Refresh();
+
+// Takes a new flags word: stores it, reads Verbosity and the module filters.
+// Called with the trace lock held.
+void ApplyConfig(uint32_t flags);
+
+// The flags word that the values of an open tracing key make.
+uint32_t BuildFlags(const platform::registry_key& key);
+
+// The name by which the Components and ComponentsNOT lists know a module:
+// its file name without folder, without a leading "lib" and without ".so"
+// and any version after it ("libridgex.so.3" is "ridgex"); other files lose
+// their extension.
+std::string ModuleName(std::string_view path);
+
+}  // namespace SlvTraceNS

@@ -1,0 +1,154 @@
+#include "trace/trace_scope.h"
+
+#include <string>
+
+#include "ridgex.h"
+#include "trace_fixture.h"
+
+namespace {
+
+using ridgex_test::ReadFile;
+using ridgex_test::TraceTest;
+using SlvTraceNS::CTraceScope;
+
+class TraceScope : public TraceTest {
+  protected:
+    void SetUp() override {
+        TraceTest::SetUp();
+        Configure("\"DoTrace\"=dword:1\n");
+    }
+};
+
+TEST_F(TraceScope, NamesAreCutAt99AndNullIsFourQuestionMarks) {
+    { CTraceScope scope(std::string(120, 'n').c_str(), 0); }
+    { CTraceScope scope(nullptr, 0); }
+    EXPECT_EQ(Texts('>'), (std::vector<std::string>{std::string(99, 'n'), "????"}));
+}
+
+TEST_F(TraceScope, MessageLimits) {
+    CTraceScope scope("Test::Messages", 0);
+    scope.Message("%d %s %c", 5, "abc", 'x');
+    scope.Message("%s", std::string(500, 'a').c_str());                 // cut to 399
+    scope.Message("%s", (std::string(398, 'a') + "\xC3\xA9").c_str());  // cut inside a character
+    scope.Message("%s", "");
+    scope.Message(nullptr);
+    scope.Message(std::string(399, 'f').c_str(), 0);  // the longest format kept
+    scope.Message(std::string(400, 'f').c_str(), 0);
+    // 397 characters that grow by one for each narrow string or character.
+    scope.Message((std::string(391, 'g') + "%s%s%c").c_str(), "", "", 'c');
+    const auto texts = Texts('U');
+    ASSERT_EQ(texts.size(), 6u);
+    EXPECT_EQ(texts[0], "5 abc x");
+    EXPECT_EQ(texts[1], std::string(399, 'a'));
+    EXPECT_EQ(texts[2], std::string(398, 'a') + "\xC3");
+    EXPECT_EQ(texts[3], "");
+    EXPECT_EQ(texts[4], "");
+    EXPECT_EQ(texts[5], std::string(399, 'f'));
+}
+
+TEST_F(TraceScope, OverLongFormatWritesNotEvenTimeMarks) {
+    CTraceScope scope("Test::Long", 0);
+    const std::string before = Types();
+    scope.Message(std::string(400, 'x').c_str(), 0);
+    EXPECT_EQ(Types(), before);
+}
+
+TEST_F(TraceScope, ResultWritesFailuresOnly) {
+    {
+        CTraceScope scope("Test::Results", 0);
+        scope.Result("plain status", 0x05BA0015);
+        scope.Result("top bit", 0x85BA0015);
+        scope.Result("family", 0x00090312);
+        scope.Result("not the family", 0x000A0312);
+        scope.Result(nullptr, 0x80000000);
+        scope.Result(std::string(300, 'r').c_str(), 0xFFFFFFFF);
+    }
+    const auto texts = Texts('E');
+    ASSERT_EQ(texts.size(), 4u);
+    EXPECT_EQ(texts[0], "-2051407851 top bit");
+    EXPECT_EQ(texts[1], "590610 family");
+    EXPECT_EQ(texts[2], "-2147483648 ");
+    EXPECT_EQ(texts[3], "-1 " + std::string(257, 'r'));  // cut at 260 bytes
+}
+
+TEST_F(TraceScope, LevelTenScopeAtVerbosityZeroWritesOnlyFailures) {
+    {
+        CTraceScope scope("CFpapiShim::_AcquisitionCallback", 10);
+        scope.Message("event");
+        scope.Result("failed", 0x80004005);
+    }
+    EXPECT_EQ(Types(), "E");
+}
+
+TEST_F(TraceScope, LevelIsComparedByItsAbsoluteValue) {
+    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:a\n");
+    { CTraceScope scope("Test::Ten", -10); }
+    { CTraceScope scope("Test::Eleven", 11); }
+    EXPECT_EQ(Texts('>'), (std::vector<std::string>{"Test::Ten"}));
+}
+
+TEST_F(TraceScope, ProfilingDropsMessagesOnly) {
+    Configure("\"DoTrace\"=dword:1\n\"DoProfiling\"=dword:1\n");
+    {
+        CTraceScope scope("Test::Profiled", 0);
+        scope.Message("dropped");
+        scope.Result("kept", 0x80004005);
+    }
+    EXPECT_EQ(Types().find('U'), std::string::npos);
+    EXPECT_NE(Types().find('E'), std::string::npos);
+    EXPECT_NE(Types().find('<'), std::string::npos);
+}
+
+TEST_F(TraceScope, TimeMarksOnlyWhenTheClockHasMoved) {
+    {
+        CTraceScope scope("Test::Burst", 0);
+        for (int i = 0; i < 2000; ++i) {
+            scope.Message("m");
+        }
+    }
+    const trc3::TraceFile file = ReadBack();
+    ASSERT_FALSE(file.records.empty());
+    EXPECT_EQ(file.records[0].type, 't');
+    std::string last_time;
+    size_t unmarked = 0;
+    for (size_t i = 1; i < file.records.size(); ++i) {
+        const auto& record = file.records[i];
+        if (record.type == 'T') {
+            EXPECT_NE(record.text, last_time) << "a mark for a clock that did not move";
+            last_time = record.text;
+        } else if (file.records[i - 1].type != 'T') {
+            ++unmarked;  // a second record in the same millisecond
+        }
+    }
+    EXPECT_GT(unmarked, 0u);
+}
+
+TEST_F(TraceScope, ExportsHandOutScopesAlsoWithTracingOff) {
+    registry_.Write("");
+    void* handle = nullptr;
+    ridgex_trace_start("Client::Off", &handle);
+    ASSERT_NE(handle, nullptr);
+    ridgex_trace(handle, "nothing");
+    ridgex_trace_error(handle, "nothing", 0x80004005);
+    ridgex_trace_dispose(handle);
+    ridgex_trace(nullptr, "x");
+    ridgex_trace_error(nullptr, "x", 0x80004005);
+    ridgex_trace_result(nullptr, "x", 0x80004005);
+    ridgex_trace_dispose(nullptr);
+    EXPECT_TRUE(ReadFile(trace_file()).empty());
+}
+
+TEST_F(TraceScope, ExportsWriteLikeAScope) {
+    void* handle = nullptr;
+    ridgex_trace_start("Client::Work", &handle);
+    ridgex_trace(handle, "100% literal %s %n");
+    ridgex_trace_error(handle, "error", 0x80000001);
+    ridgex_trace_result(handle, "result", 0x80000002);
+    ridgex_trace_dispose(handle);
+    EXPECT_EQ(Texts('>'), (std::vector<std::string>{"Client::Work"}));
+    EXPECT_EQ(Texts('U'), (std::vector<std::string>{"100% literal %s %n"}));
+    EXPECT_EQ(Texts('E'), (std::vector<std::string>{"-2147483647 error", "-2147483646 result"}));
+    EXPECT_EQ(Types().back(), '<');
+}
+
+}  // namespace
