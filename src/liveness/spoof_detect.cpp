@@ -8,7 +8,7 @@
 bool SpoofDetector::IsListed(ridgex_handle dev) {
     const vector_t<void*, 10>& list = CLibAggregator::LivenessList();
     for (uint64_t i = 0; i < list.count; ++i) {
-        if (list.items[i] == reinterpret_cast<void*>(dev)) {
+        if (list.items[i] == dev) {
             return true;
         }
     }

@@ -49,9 +49,11 @@ void SpoofDetector::updateDevicesInfo(const ridgex_device_info& info) {
     scope.Message("device:%s vid: %d, pid: %d", info.name, info.vid, info.pid);
     char name[kTextRoom];
     CopyText(name, info.name);
+    const uint64_t now = ++enumerations;
     for (int32_t i = 0; i < device_cnt; ++i) {
         device_row& row = devices[i];
         if (std::strcmp(row.name, name) == 0) {
+            row.last_seen = now;
             // A zero in either means the backend did not know them this time.
             if (info.vid != 0 && info.pid != 0) {
                 row.vid = info.vid;
@@ -65,12 +67,16 @@ void SpoofDetector::updateDevicesInfo(const ridgex_device_info& info) {
     if (device_cnt < kDeviceRows) {
         ++device_cnt;
     } else {
-        // Rows are never removed, so a full table would lock every reader
+        // Rows are never removed, so a full table would shut every reader
         // plugged in later out of the check for the life of the process. The
-        // oldest row makes room instead; a reader that is enumerated again
-        // comes back the same way.
-        index = next_replaced;
-        next_replaced = (next_replaced + 1) % kDeviceRows;
+        // row enumerated longest ago makes room instead: readers that are
+        // still attached keep theirs, since each enumeration renews them.
+        index = 0;
+        for (int32_t i = 1; i < kDeviceRows; ++i) {
+            if (devices[i].last_seen < devices[index].last_seen) {
+                index = i;
+            }
+        }
         scope.Message("device table full, replacing %s", devices[index].name);
     }
     device_row& row = devices[index];
@@ -78,6 +84,7 @@ void SpoofDetector::updateDevicesInfo(const ridgex_device_info& info) {
     row.vid = info.vid;
     row.pid = info.pid;
     row.revision = info.revision;
+    row.last_seen = now;
 }
 
 void SpoofDetector::setCurrentName(const char* name) {

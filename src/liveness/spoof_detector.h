@@ -50,6 +50,7 @@ class SpoofDetector {
         uint16_t vid;
         uint16_t pid;
         uint16_t revision;
+        uint64_t last_seen;  // enumeration count when last delivered
     };
 
     constexpr SpoofDetector() = default;
@@ -78,6 +79,7 @@ class SpoofDetector {
     std::atomic<bool> initialized{false};
     char model_dir[kTextRoom] = {};
     char model_path[kTextRoom] = {};
-    // With the table full, the row that the next new name takes: the oldest.
-    int32_t next_replaced = 0;
+    // Entries delivered so far; with the table full, the row seen longest
+    // ago gives way to a new name.
+    uint64_t enumerations = 0;
 };

@@ -1,0 +1,160 @@
+// Switching the check on: which readers have a model, which file each takes,
+// and what a scorer that will not start leaves behind.
+#include "liveness_fixture.h"
+
+namespace {
+
+using init_test = liveness_test;
+
+std::string model(const char* file) {
+    return std::string(RIDGEX_LIB_DIR) + "/" + file;
+}
+
+TEST_F(init_test, OpticalReaderTakesItsModelWithoutAskingTheSensor) {
+    for (uint16_t vid : {0x05BA, 0x147E}) {
+        SCOPED_TRACE(vid);
+        enumerate(vid, 0x000E, std::to_string(vid));
+        EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+        EXPECT_TRUE(detector().isInitialized());
+        EXPECT_EQ(scorer.model_path(), model("nex_53ov_23.dat"));
+        EXPECT_EQ(scorer.calls("load_model"), 1);
+        EXPECT_EQ(backend.parameter_calls, 0);
+        detector().destroy();
+        scorer.reset();
+    }
+}
+
+TEST_F(init_test, CapacitiveReaderTakesTheModelOfItsSensorCode) {
+    const struct {
+        uint32_t code;
+        const char* file;
+    } sensors[] = {{0x66000026, "model_2.3_tcss.dat"}, {0x66080026, "model_2.3_tcsc.dat"}};
+    for (const auto& sensor : sensors) {
+        SCOPED_TRACE(sensor.file);
+        backend.sensor_code = sensor.code;
+        backend.parameter_calls = 0;
+        enumerate(0x147E, 0x2016);
+        EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+        EXPECT_EQ(scorer.model_path(), model(sensor.file));
+        EXPECT_EQ(backend.parameter_calls, 1);
+        EXPECT_EQ(backend.last_handle, kBackendHandle);
+        EXPECT_EQ(backend.last_parm_id, RIDGEX_PARMID_SENSOR_INFO);
+        EXPECT_EQ(backend.last_parm_size, 48u);
+        detector().destroy();
+    }
+}
+
+TEST_F(init_test, ReadersWithoutAModelAreRefusedBeforeTheScorerStarts) {
+    const struct {
+        const char* what;
+        uint16_t vid;
+        uint16_t pid;
+        uint32_t code;
+        ridgex_result parameter_status;
+    } refused[] = {
+        {"unknown vendor", 0x1234, 0x000E, 0x66000026, RIDGEX_SUCCESS},
+        {"vendor zero", 0, 0x000E, 0x66000026, RIDGEX_SUCCESS},
+        {"unknown product", 0x05BA, 0x2017, 0x66000026, RIDGEX_SUCCESS},
+        {"unknown sensor code", 0x05BA, 0x2016, 0x66000027, RIDGEX_SUCCESS},
+        {"sensor info not served", 0x05BA, 0x2016, 0x66000026, RIDGEX_E_NOT_IMPLEMENTED},
+    };
+    for (const auto& reader : refused) {
+        SCOPED_TRACE(reader.what);
+        backend.sensor_code = reader.code;
+        backend.parameter_status = reader.parameter_status;
+        enumerate(reader.vid, reader.pid, reader.what);
+        EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+        EXPECT_FALSE(detector().isInitialized());
+    }
+    EXPECT_EQ(scorer.calls("initialize"), 0);
+}
+
+TEST_F(init_test, ReaderOpenedWithoutANameOrNeverEnumeratedIsRefused) {
+    enumerate(0x05BA, 0x000E);
+    detector().setCurrentName("");
+    EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+    detector().setCurrentName(nullptr);
+    EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+    detector().setCurrentName("$01$never-listed");
+    EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+    EXPECT_EQ(scorer.calls("initialize"), 0);
+}
+
+TEST_F(init_test, NamesMatchExactlyPrefixIncluded) {
+    enumerate(0x05BA, 0x000E);
+    detector().setCurrentName(
+        ("$02$" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+         "-reader")
+            .c_str());
+    EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+}
+
+TEST_F(init_test, EnumerationWithoutIdentifiersKeepsWhatWasKnown) {
+    enumerate(0x05BA, 0x000E);
+    enumerate(0, 0x2016);  // the same name, vendor unknown this time
+    EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+    EXPECT_EQ(scorer.model_path(), model("nex_53ov_23.dat"));
+    detector().destroy();
+
+    enumerate(0x147E, 0x2016);  // both known: the row takes them
+    backend.sensor_code = 0x66080026;
+    EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+    EXPECT_EQ(scorer.model_path(), model("model_2.3_tcsc.dat"));
+}
+
+TEST_F(init_test, FullTableGivesTheRowSeenLongestAgoToANewName) {
+    for (int i = 0; i < SpoofDetector::kDeviceRows; ++i) {
+        enumerate(0x05BA, 0x000E, std::to_string(i));
+    }
+    enumerate(0x05BA, 0x000E, "0");  // seen again: keeps its row
+    enumerate(0x05BA, 0x000E, "new");
+    EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+    detector().destroy();
+
+    for (const char* kept : {"0", "2", "9"}) {
+        enumerate(0x05BA, 0x000E, kept);  // known names: no row changes
+        EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS) << kept;
+        detector().destroy();
+    }
+    const std::string evicted =
+        "$01$" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+        "-1";
+    detector().setCurrentName(evicted.c_str());
+    EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
+}
+
+TEST_F(init_test, ScorerThatWillNotStartIsStoppedAndLeftOff) {
+    enumerate(0x05BA, 0x000E);
+    scorer.fail("initialize", 7);
+    EXPECT_EQ(detector().init(context), RIDGEX_E_SCORER_INIT);
+    EXPECT_FALSE(detector().isInitialized());
+    EXPECT_EQ(scorer.calls("load_model"), 0);
+    EXPECT_EQ(scorer.calls("destroy"), 1);
+    EXPECT_EQ(scorer.calls("destroy_model"), 0);
+
+    scorer.fail("initialize", 0);  // the client may try again
+    EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+    EXPECT_TRUE(detector().isInitialized());
+}
+
+TEST_F(init_test, ModelThatWillNotLoadStopsTheScorer) {
+    enumerate(0x05BA, 0x000E);
+    scorer.fail("load_model", 9);
+    EXPECT_EQ(detector().init(context), RIDGEX_E_MODEL);
+    EXPECT_FALSE(detector().isInitialized());
+    EXPECT_EQ(scorer.calls("initialize"), 1);
+    EXPECT_EQ(scorer.calls("destroy"), 1);
+}
+
+TEST_F(init_test, DestroyMakesBothCallsAlsoWhenNothingWasStarted) {
+    switch_on();
+    scorer.reset();
+    EXPECT_EQ(detector().destroy(), RIDGEX_SUCCESS);
+    EXPECT_FALSE(detector().isInitialized());
+    EXPECT_EQ(detector().destroy(), RIDGEX_SUCCESS);
+    EXPECT_EQ(scorer.calls("destroy_model"), 2);
+    EXPECT_EQ(scorer.calls("destroy"), 2);
+    EXPECT_EQ(scorer.calls("initialize"), 0);
+}
+
+}  // namespace
