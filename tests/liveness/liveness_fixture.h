@@ -68,14 +68,18 @@ class liveness_test : public ::testing::Test {
 
     static SpoofDetector& detector() { return SpoofDetector::Instance(); }
 
+    // The name of a reader of this test.
+    static std::string reader_name(const std::string& suffix) {
+        return "$01$" +
+               std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
+               suffix;
+    }
+
     // Makes the reader known under a name of this test and selects it.
     void enumerate(uint16_t vid, uint16_t pid, const std::string& suffix = "reader") {
-        const std::string name =
-            "$01$" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
-            "-" + suffix;
         ridgex_device_info info{};
         info.size = sizeof(info);
-        std::strncpy(info.name, name.c_str(), sizeof(info.name) - 1);
+        std::strncpy(info.name, reader_name(suffix).c_str(), sizeof(info.name) - 1);
         info.vid = vid;
         info.pid = pid;
         detector().updateDevicesInfo(info);
