@@ -121,8 +121,8 @@ class ridgex_dll_t : private dll_t {
     ridgex_result CheckResolution(SlvTraceNS::CTraceScope& scope, ridgex_handle dev,
                                   uint32_t image_res);
     bool ResolveEntryPoints(SlvTraceNS::CTraceScope& scope);
-    ridgex_result PadParameter(uint32_t parm_id, uint32_t size, uint8_t* buffer, bool set,
-                               bool* handled);
+    ridgex_result Parameter(bool set, ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                            uint8_t* buffer);
 
     lock_object_t lock_;  // guards module_ and entry_ against Load and Unload
     entry_points_t entry_;

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "backend/backend.h"
+#include "backend/reported.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
@@ -104,9 +105,7 @@ ridgex_result ridgex_dll_t::Version(ridgex_version_info* ver) {
     if (entry_.version == nullptr) {
         return RIDGEX_E_FAILURE;
     }
-    const ridgex_result status = entry_.version(ver);
-    scope.Result("", status);
-    return status;
+    return Reported(scope, entry_.version(ver));
 }
 
 ridgex_result ridgex_dll_t::Init() {
@@ -114,9 +113,7 @@ ridgex_result ridgex_dll_t::Init() {
     if (entry_.init == nullptr) {
         return RIDGEX_E_FAILURE;
     }
-    const ridgex_result status = entry_.init();
-    scope.Result("", status);
-    return status;
+    return Reported(scope, entry_.init());
 }
 
 ridgex_result ridgex_dll_t::Exit() {
@@ -125,9 +122,7 @@ ridgex_result ridgex_dll_t::Exit() {
     if (entry_.exit == nullptr) {
         return RIDGEX_E_FAILURE;
     }
-    const ridgex_result status = entry_.exit();
-    scope.Result("", status);
-    return status;
+    return Reported(scope, entry_.exit());
 }
 
 ridgex_result ridgex_dll_t::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* dev_infos) {
@@ -172,9 +167,7 @@ ridgex_result ridgex_dll_t::OpenExt(const char* dev_name, uint32_t prio, ridgex_
     CTraceScope scope("ridgex_dll_t::ridgex_open_ext", 0);
     if (entry_.open_ext == nullptr) {
         // An older library opens at its own priority.
-        const ridgex_result status = Open(dev_name, pdev);
-        scope.Result("", status);
-        return status;
+        return Reported(scope, Open(dev_name, pdev));
     }
     if (dev_name != nullptr) {
         scope.Message("dev_name: %s, prio: %d, pdev: %p", dev_name, prio, static_cast<void*>(pdev));
@@ -198,9 +191,7 @@ ridgex_result ridgex_dll_t::OpenExt(const char* dev_name, uint32_t prio, ridgex_
             return RIDGEX_E_FAILURE;                           \
         }                                                      \
         scope.Message("dev: %p", dev);                         \
-        const ridgex_result status = entry_.member(dev);       \
-        scope.Result("", status);                              \
-        return status;                                         \
+        return Reported(scope, entry_.member(dev));            \
     }
 
 RIDGEX_HANDLE_WRAPPER(Close, close)
@@ -247,9 +238,7 @@ ridgex_result ridgex_dll_t::LedConfig(ridgex_handle dev, uint32_t led_id, uint32
         return RIDGEX_E_FAILURE;
     }
     scope.Message("dev: %p", dev);
-    const ridgex_result status = entry_.led_config(dev, led_id, led_mode, reserved);
-    scope.Result("", status);
-    return status;
+    return Reported(scope, entry_.led_config(dev, led_id, led_mode, reserved));
 }
 
 ridgex_result ridgex_dll_t::LedCtrl(ridgex_handle dev, uint32_t led_id, uint32_t led_cmd) {
@@ -258,7 +247,5 @@ ridgex_result ridgex_dll_t::LedCtrl(ridgex_handle dev, uint32_t led_id, uint32_t
         return RIDGEX_E_FAILURE;
     }
     scope.Message("dev: %p", dev);
-    const ridgex_result status = entry_.led_ctrl(dev, led_id, led_cmd);
-    scope.Result("", status);
-    return status;
+    return Reported(scope, entry_.led_ctrl(dev, led_id, led_cmd));
 }
