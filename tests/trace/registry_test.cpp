@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "platform/syscalls.h"
+#include "platform/utf16.h"
 #include "temp_folder.h"
 
 namespace {
@@ -152,6 +153,18 @@ TEST(RegistryParse, SubkeysAreDirectChildrenSortedWithoutCase) {
         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\ProductsX]\n",
         "SOFTWARE\\Solvane\\Products");
     EXPECT_EQ(key.subkeys, (std::vector<std::string>{"Alpha", "Beta", "zeta"}));
+}
+
+TEST(RegistryText, Utf16ToUtf8StopsAtNulAndReplacesLoneSurrogates) {
+    const char16_t text[] = {u'a', 0xD83D, 0xDE00, 0xDC00, u'b', 0xD800, 0, u'z'};
+    EXPECT_EQ(platform::utf16_to_utf8(text, 8),
+              "a\xF0\x9F\x98\x80\xEF\xBF\xBD"
+              "b\xEF\xBF\xBD");
+    EXPECT_EQ(platform::utf16_to_utf8(text, 2), "a\xEF\xBF\xBD");  // a pair cut by the count
+    std::u16string wide;
+    EXPECT_FALSE(platform::utf8_to_utf16("\xED\xA0\x80", &wide));  // an encoded surrogate
+    EXPECT_FALSE(platform::utf8_to_utf16("\xC0\xAF", &wide));      // an overlong form
+    EXPECT_FALSE(platform::utf8_to_utf16("\xE2\x82", &wide));      // cut at the end
 }
 
 // ---- the key object over the store file ------------------------------------

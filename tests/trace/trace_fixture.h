@@ -26,7 +26,7 @@ class TraceTest : public ::testing::Test {
                         trace_file() + "\"\n" + values + more_keys);
     }
     // The next scope reads the configuration, as if 30 seconds had passed.
-    void ForceCheck() { SlvTraceNS::next_check.store(0); }
+    static void ForceCheck() { SlvTraceNS::next_check.store(0); }
 
     std::string trace_file() const { return folder_ / "test.trc3"; }
     trc3::TraceFile ReadBack() const { return trc3::ReadTraceFile(ReadFile(trace_file())); }

@@ -1,6 +1,8 @@
 #include "trace/trace_scope.h"
 
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "ridgex.h"
 #include "trace_fixture.h"
@@ -121,6 +123,28 @@ TEST_F(TraceScope, TimeMarksOnlyWhenTheClockHasMoved) {
         }
     }
     EXPECT_GT(unmarked, 0u);
+}
+
+TEST_F(TraceScope, RecordsOfManyThreadsNeverInterleave) {
+    constexpr int kThreads = 4;
+    constexpr int kCalls = 200;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([] {
+            for (int i = 0; i < kCalls; ++i) {
+                CTraceScope scope("Test::Concurrent", 0);
+                scope.Message("call %d", i);
+                ridgex_test::TraceTest::ForceCheck();  // configuration read meanwhile too
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    const trc3::TraceFile file = ReadBack();
+    EXPECT_TRUE(file.problems.empty());
+    EXPECT_EQ(Texts('U').size(), size_t{kThreads * kCalls});
+    EXPECT_EQ(Texts('<').size(), size_t{kThreads * kCalls});
 }
 
 TEST_F(TraceScope, ExportsHandOutScopesAlsoWithTracingOff) {
