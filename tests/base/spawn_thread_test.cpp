@@ -16,19 +16,19 @@ struct probe_t {
     signal_t done;
 };
 
-void record_id(void* arg) {
-    auto* probe = static_cast<probe_t*>(arg);
-    probe->seen_id = platform::current_thread_id();
-    probe->done.Set();
-}
-
 void must_not_run(void*) {
     ADD_FAILURE() << "a thread ran although spawning failed";
 }
 
 TEST(SpawnThread, ReturnsTheNewThreadsIdentifier) {
     probe_t probe;
-    const uint32_t id = spawn_thread(record_id, &probe);
+    const uint32_t id = spawn_thread(
+        [](void* arg) {
+            auto* probe = static_cast<probe_t*>(arg);
+            probe->seen_id = platform::current_thread_id();
+            probe->done.Set();
+        },
+        &probe);
     EXPECT_NE(id, 0u);
     EXPECT_NE(id, platform::current_thread_id());
     signal_t* done[] = {&probe.done};
@@ -43,7 +43,8 @@ TEST(SpawnThread, NoThreadGivesZero) {
 }
 
 TEST(SpawnThread, NoEventStartsNoThread) {
-    static int starts = 0;
+    static int starts;
+    starts = 0;
     syscall_override no_events(
         &platform::syscall_table::eventfd, +[](unsigned int, int) {
             errno = EMFILE;

@@ -18,21 +18,6 @@ using std::chrono::steady_clock;
 TEST(CurrentThreadId, IsTheKernelsThreadId) {
     // On the process's first thread the thread id is the process id.
     EXPECT_EQ(platform::current_thread_id(), static_cast<uint32_t>(getpid()));
-    std::atomic<uint32_t> other{0};
-    std::thread([&] { other = platform::current_thread_id(); }).join();
-    EXPECT_NE(other.load(), 0u);
-    EXPECT_NE(other.load(), platform::current_thread_id());
-}
-
-TEST(StartDetachedThread, RunsTheBodyWithItsArgument) {
-    std::atomic<int> value{0};
-    ASSERT_TRUE(platform::start_detached_thread(
-        [](void* arg) { static_cast<std::atomic<int>*>(arg)->store(5); }, &value));
-    const auto end = steady_clock::now() + milliseconds(5000);
-    while (value.load() == 0 && steady_clock::now() < end) {
-        platform::sleep_ms(1);
-    }
-    EXPECT_EQ(value.load(), 5);
 }
 
 TEST(SleepMs, SleepsTheWholeTimeThroughSignals) {
@@ -46,19 +31,15 @@ TEST(SleepMs, SleepsTheWholeTimeThroughSignals) {
     poker.poke(sleeper.native_handle(), milliseconds(100));
     sleeper.join();
     EXPECT_GE(slept_ms.load(), 150);
-    platform::sleep_ms(0);  // only yields
 }
 
-TEST(TickCount, FollowsTheMonotonicClockInMilliseconds) {
+TEST(Clocks, TickIsMillisecondsAndLocalTimeHasSystemtimeFields) {
     const uint32_t before = platform::tick_count();
     platform::sleep_ms(50);
-    const uint32_t passed = platform::tick_count() - before;  // wraps correctly
-    // The coarse clock moves in steps of a few milliseconds.
-    EXPECT_GE(passed, 40u);
+    const uint32_t passed = platform::tick_count() - before;
+    EXPECT_GE(passed, 40u);  // the coarse clock moves in steps of a few ms
     EXPECT_LT(passed, 1000u);
-}
 
-TEST(LocalTime, MatchesTheCalendarFieldsOfSystemtime) {
     const time_t now = time(nullptr);
     tm expected;
     localtime_r(&now, &expected);
@@ -67,11 +48,7 @@ TEST(LocalTime, MatchesTheCalendarFieldsOfSystemtime) {
     EXPECT_EQ(local.month, expected.tm_mon + 1);
     EXPECT_EQ(local.day_of_week, expected.tm_wday);
     EXPECT_EQ(local.day, expected.tm_mday);
-    EXPECT_LT(local.hour, 24);
-    EXPECT_LT(local.minute, 60);
-    EXPECT_LT(local.second, 60);
     EXPECT_LT(local.milliseconds, 1000);
-    static_assert(sizeof(platform::local_time_t) == 16, "eight 16-bit fields, as SYSTEMTIME");
 }
 
 }  // namespace
