@@ -110,6 +110,17 @@ TEST_F(VectorTest, RemoveDestroysAndClosesTheGap) {
     EXPECT_EQ(v.capacity, 8u);  // the block never shrinks
 }
 
+TEST_F(VectorTest, FreeEmptiesAndTheArrayGrowsAgain) {
+    fill(v, 5);
+    v.Free();
+    EXPECT_EQ(item_t::destroyed, 5);
+    EXPECT_EQ(v.items, nullptr);
+    EXPECT_EQ(v.count, 0u);
+    EXPECT_EQ(v.capacity, 0u);
+    fill(v, 1);
+    EXPECT_EQ(v.capacity, 4u);
+}
+
 TEST_F(VectorTest, DestructionRunsOnlyWhereChosen) {
     {
         vector_t<item_t, 4> destroying;
