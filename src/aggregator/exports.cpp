@@ -4,16 +4,6 @@
 #include "base/library_version.h"
 #include "ridgex.h"
 
-namespace {
-
-// Operations whose paths are not built yet: refused like every device
-// operation before ridgex_init, and not implemented after it.
-ridgex_result PendingOperation() {
-    return CLibAggregator::IsInitialized() ? RIDGEX_E_NOT_IMPLEMENTED : RIDGEX_E_FAILURE;
-}
-
-}  // namespace
-
 extern "C" {
 
 ridgex_result ridgex_version(ridgex_version_info* version) {
@@ -45,62 +35,68 @@ ridgex_result ridgex_close(ridgex_handle dev) {
 }
 
 ridgex_result ridgex_cancel(ridgex_handle dev) {
-    return CLibAggregator::IsInitialized() ? CLibAggregator::Cancel(dev) : RIDGEX_E_FAILURE;
+    return CLibAggregator::Cancel(dev);
 }
 
-ridgex_result ridgex_get_device_status(ridgex_handle, ridgex_device_status*) {
-    return PendingOperation();
+ridgex_result ridgex_get_device_status(ridgex_handle dev, ridgex_device_status* dev_status) {
+    return CLibAggregator::GetDeviceStatus(dev, dev_status);
 }
 
-ridgex_result ridgex_get_device_capabilities(ridgex_handle, ridgex_device_caps*) {
-    return PendingOperation();
+ridgex_result ridgex_get_device_capabilities(ridgex_handle dev, ridgex_device_caps* dev_caps) {
+    return CLibAggregator::GetDeviceCapabilities(dev, dev_caps);
 }
 
-ridgex_result ridgex_capture(ridgex_handle, ridgex_capture_param*, uint32_t, ridgex_capture_result*,
-                             uint32_t*, uint8_t*) {
-    return PendingOperation();
+ridgex_result ridgex_capture(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                             uint32_t timeout, ridgex_capture_result* capture_result,
+                             uint32_t* image_size, uint8_t* image_data) {
+    return CLibAggregator::Capture(dev, capture_parm, timeout, capture_result, image_size,
+                                   image_data);
 }
 
-ridgex_result ridgex_capture_async(ridgex_handle, ridgex_capture_param*, void*,
-                                   ridgex_async_callback) {
-    return CLibAggregator::IsInitialized() ? RIDGEX_E_NOT_IMPLEMENTED : RIDGEX_E_INVALID_DEVICE;
+ridgex_result ridgex_capture_async(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                   void* context, ridgex_async_callback callback) {
+    return CLibAggregator::CaptureAsync(dev, capture_parm, context, callback);
 }
 
-ridgex_result ridgex_start_stream(ridgex_handle) {
-    return PendingOperation();
+ridgex_result ridgex_start_stream(ridgex_handle dev) {
+    return CLibAggregator::StartStream(dev);
 }
 
-ridgex_result ridgex_stop_stream(ridgex_handle) {
-    return PendingOperation();
+ridgex_result ridgex_stop_stream(ridgex_handle dev) {
+    return CLibAggregator::StopStream(dev);
 }
 
-ridgex_result ridgex_get_stream_image(ridgex_handle, ridgex_capture_param*, ridgex_capture_result*,
-                                      uint32_t*, uint8_t*) {
-    return PendingOperation();
+ridgex_result ridgex_get_stream_image(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                      ridgex_capture_result* capture_result, uint32_t* image_size,
+                                      uint8_t* image_data) {
+    return CLibAggregator::GetStreamImage(dev, capture_parm, capture_result, image_size,
+                                          image_data);
 }
 
-ridgex_result ridgex_reset(ridgex_handle) {
-    return PendingOperation();
+ridgex_result ridgex_reset(ridgex_handle dev) {
+    return CLibAggregator::Reset(dev);
 }
 
-ridgex_result ridgex_calibrate(ridgex_handle) {
-    return PendingOperation();
+ridgex_result ridgex_calibrate(ridgex_handle dev) {
+    return CLibAggregator::Calibrate(dev);
 }
 
-ridgex_result ridgex_led_config(ridgex_handle, uint32_t, uint32_t) {
-    return PendingOperation();
+ridgex_result ridgex_led_config(ridgex_handle dev, uint32_t led_id, uint32_t led_mode) {
+    return CLibAggregator::LedConfig(dev, led_id, led_mode);
 }
 
-ridgex_result ridgex_led_ctrl(ridgex_handle, uint32_t, uint32_t) {
-    return PendingOperation();
+ridgex_result ridgex_led_ctrl(ridgex_handle dev, uint32_t led_id, uint32_t led_cmd) {
+    return CLibAggregator::LedCtrl(dev, led_id, led_cmd);
 }
 
-ridgex_result ridgex_set_parameter(ridgex_handle, uint32_t, uint32_t, uint8_t*) {
-    return PendingOperation();
+ridgex_result ridgex_set_parameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                   uint8_t* buffer) {
+    return CLibAggregator::SetParameter(dev, parm_id, size, buffer);
 }
 
-ridgex_result ridgex_get_parameter(ridgex_handle, uint32_t, uint32_t, uint8_t*) {
-    return PendingOperation();
+ridgex_result ridgex_get_parameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                   uint8_t* buffer) {
+    return CLibAggregator::GetParameter(dev, parm_id, size, buffer);
 }
 
 }  // extern "C"

@@ -17,6 +17,10 @@
 #include "base/vector.h"
 #include "ridgex.h"
 
+namespace SlvTraceNS {
+class CTraceScope;
+}
+
 class CLibAggregator {
   public:
     // The pointer table of open readers; see OpenRecord for why records are
@@ -40,9 +44,38 @@ class CLibAggregator {
     static ridgex_result LockReader(AGGREGATOR_DEVICE_CONTEXT* context);
     static void UnlockReader(AGGREGATOR_DEVICE_CONTEXT* context);
 
-    // Stops whatever capture runs on the reader (the full cancel comes with
-    // the capture paths; for now it validates the handle).
+    // One blocking capture, or a pad image when image_proc names one.
+    static ridgex_result Capture(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                 uint32_t timeout, ridgex_capture_result* capture_result,
+                                 uint32_t* image_size, uint8_t* image_data);
+    // Starts a series of captures on a thread of its own that hands every
+    // result to `callback`, until a cancel or a failure ends it.
+    static ridgex_result CaptureAsync(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                      void* context, ridgex_async_callback callback);
+    // Stops whatever capture runs on the reader. Returns at once on the
+    // capture's own thread (callback, signal handler); elsewhere only when
+    // the capture has ended.
     static ridgex_result Cancel(ridgex_handle dev);
+
+    // Operations forwarded to the reader's backend.
+    static ridgex_result GetDeviceStatus(ridgex_handle dev, ridgex_device_status* dev_status);
+    static ridgex_result GetDeviceCapabilities(ridgex_handle dev, ridgex_device_caps* dev_caps);
+    static ridgex_result StartStream(ridgex_handle dev);
+    static ridgex_result StopStream(ridgex_handle dev);
+    static ridgex_result GetStreamImage(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                        ridgex_capture_result* capture_result, uint32_t* image_size,
+                                        uint8_t* image_data);
+    static ridgex_result Reset(ridgex_handle dev);
+    static ridgex_result Calibrate(ridgex_handle dev);
+    static ridgex_result LedConfig(ridgex_handle dev, uint32_t led_id, uint32_t led_mode);
+    static ridgex_result LedCtrl(ridgex_handle dev, uint32_t led_id, uint32_t led_cmd);
+
+    // Parameter 512 switches the liveness check of one reader; every other
+    // identifier sets or reads the one false accept rate.
+    static ridgex_result SetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                      uint8_t* buffer);
+    static ridgex_result GetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                      uint8_t* buffer);
 
     // True between a ridgex_init that brought a backend up and the last
     // ridgex_exit. Device operations answer RIDGEX_E_FAILURE otherwise.
@@ -55,6 +88,22 @@ class CLibAggregator {
     static vector_t<void*, 10>& LivenessList() { return liveness_list_; }
 
   private:
+    // The body of the asynchronous capture thread; owns `parg`.
+    static void AsyncCaptureThreadProc(void* parg);
+    // The captures of an asynchronous series that fit one block.
+    static ridgex_result CaptureSeries(SlvTraceNS::CTraceScope& scope, ridgex_handle dev,
+                                       AGGREGATOR_DEVICE_CONTEXT* context,
+                                       ridgex_capture_callback_data* block);
+    // The liveness verdict on a good capture: a rejected image is
+    // overwritten with 255 over `image_size` bytes. The result is the
+    // capture's new status.
+    static ridgex_result CheckLiveness(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT* context,
+                                       ridgex_capture_result* capture_result, uint32_t image_size,
+                                       uint8_t* image_data);
+    // A ridgex_close takes the reader out of the liveness list and releases
+    // the scorer when the list is empty.
+    static void ForgetLiveness(ridgex_handle dev);
+
     static ridgex_result AddContext(const char* dev_name, ridgex_handle* pdev, uint32_t lib_index,
                                     ridgex_dll_t* backend);
     static void InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,

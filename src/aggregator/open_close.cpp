@@ -100,17 +100,6 @@ ridgex_result CLibAggregator::CloseDevice(ridgex_handle dev) {
             RelRef(context);
         }
     }
+    ForgetLiveness(dev);
     return status;
-}
-
-// Until the capture paths exist there is nothing to stop: a cancel only
-// answers whether the handle names an open reader.
-ridgex_result CLibAggregator::Cancel(ridgex_handle dev) {
-    CTraceScope scope("CLibAggregator::Cancel", 0);
-    AGGREGATOR_DEVICE_CONTEXT* context = IsValid(dev);
-    if (context == nullptr) {
-        return RIDGEX_E_INVALID_DEVICE;
-    }
-    RelRef(context);
-    return RIDGEX_SUCCESS;
 }

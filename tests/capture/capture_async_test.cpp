@@ -1,0 +1,193 @@
+// The asynchronous capture through the exports: the start and its refusals,
+// what each callback holds, the end of a series, and a block made anew.
+#include "capture_support.h"
+#include "platform/syscalls.h"
+#include "support/syscall_override.h"
+
+namespace capture_test {
+namespace {
+
+using AsyncStart = capture_fixture;
+using AsyncSeries = capture_fixture;
+
+TEST(AsyncBeforeInit, IsAnUnknownDevice) {
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(Handle(1)), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(ridgex_cancel(Handle(1)), RIDGEX_E_FAILURE);
+}
+
+TEST_F(AsyncStart, ChecksComeBeforeTheBackend) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    ridgex_capture_param parm = Param();
+    EXPECT_EQ(ridgex_capture_async(nullptr, nullptr, nullptr, nullptr), RIDGEX_E_INVALID_DEVICE)
+        << "the handle is tested first";
+    EXPECT_EQ(ridgex_capture_async(dev, &parm, nullptr, nullptr), RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture_async(dev, nullptr, nullptr, async_recorder::Callback),
+              RIDGEX_E_INVALID_PARAMETER);
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(Handle(9)), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(SimCount("capture"), 0u);
+}
+
+TEST_F(AsyncStart, ParametersTheBackendRefusesStartNoThread) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_DEFAULT, 123)),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY) << "the lock went back";
+    EXPECT_EQ(recorder.Count(), 0u);
+}
+
+TEST_F(AsyncStart, ProbeThatSucceedsIsAFailure) {
+    const ridgex_handle dev = Start("result.capture = 0\n" + Reader("r0"));
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(dev), RIDGEX_E_FAILURE);
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+}
+
+TEST_F(AsyncStart, NoThreadFreesTheReader) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    async_recorder recorder;
+    {
+        syscall_override no_threads(
+            &platform::syscall_table::start_thread,
+            +[](void* (*)(void*), void*) { return EAGAIN; });
+        EXPECT_EQ(recorder.Start(dev), RIDGEX_E_FAILURE);
+    }
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+    EXPECT_EQ(recorder.Count(), 0u);
+}
+
+TEST_F(AsyncStart, NoBlockEndsTheThreadWithoutACallback) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    async_recorder recorder;
+    {
+        // Only the callback block is as large as an image.
+        syscall_override no_blocks(
+            &platform::syscall_table::realloc, +[](void* block, size_t size) -> void* {
+                return size > kImageBytes ? nullptr : realloc(block, size);
+            });
+        ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
+        ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    }
+    EXPECT_EQ(recorder.Count(), 0u);
+    EXPECT_EQ(recorder.Start(dev), RIDGEX_SUCCESS) << "the reader is free for a new series";
+    ASSERT_TRUE(recorder.WaitFor(1));
+    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
+}
+
+TEST_F(AsyncSeries, GoodImagesComeInOneBlockUntilCancelled) {
+    const ridgex_handle dev = Start(Reader("r0", "score = 5"));
+    async_recorder recorder;
+    const ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
+    ASSERT_EQ(recorder.Start(dev, parm), RIDGEX_SUCCESS);
+    ASSERT_TRUE(recorder.WaitFor(3));
+    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
+    // The cancel returned on the thread's end: the reader is free at once.
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+    const size_t count = recorder.Count();
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(recorder.Count(), count) << "no callback after the cancel returned";
+
+    const delivery first = recorder.At(0);
+    for (size_t i = 0; i < 3; ++i) {
+        const delivery seen = recorder.At(i);
+        EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
+        EXPECT_EQ(seen.block_size, 72u);
+        EXPECT_EQ(seen.capture_result.size, 36u);
+        EXPECT_EQ(seen.capture_result.info.size, 20u);
+        EXPECT_EQ(seen.capture_result.success, 1u);
+        EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_GOOD);
+        EXPECT_EQ(seen.capture_result.score, 5u);
+        EXPECT_EQ(seen.capture_parm.image_fmt, parm.image_fmt);
+        EXPECT_EQ(seen.image_size, kIsoHeader + kImageBytes);
+        EXPECT_EQ(seen.size, 72u + kIsoHeader + kImageBytes);
+        EXPECT_TRUE(seen.image_behind_record);
+        EXPECT_EQ(seen.block, first.block) << "one block serves the series";
+        EXPECT_EQ(seen.image, first.image);
+        EXPECT_NE(seen.thread, gettid());
+    }
+}
+
+TEST_F(AsyncSeries, RefusedImagesAreReportedWithoutAnImageAndTheSeriesGoesOn) {
+    const ridgex_handle dev = Start(Reader("r0", "outcome = reject"));
+    async_recorder recorder;
+    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
+        if (call == 3) {
+            ridgex_cancel(dev);
+        }
+    };
+    ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
+    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    ASSERT_EQ(recorder.Count(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        const delivery seen = recorder.At(i);
+        EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
+        EXPECT_EQ(seen.capture_result.success, 0u);
+        EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_CODE_11);
+        EXPECT_EQ(seen.size, 72u);
+        EXPECT_EQ(seen.image_size, 0u);
+        EXPECT_EQ(seen.image_data, nullptr);
+    }
+}
+
+TEST_F(AsyncSeries, BackendFailureEndsItAndANewSeriesNeedsNoClose) {
+    const ridgex_handle dev =
+        Start(Reader("r0", "outcome = fail\nfail_status = RIDGEX_E_DEVICE_FAILURE"));
+    async_recorder failing;
+    ASSERT_EQ(failing.Start(dev), RIDGEX_SUCCESS);
+    ASSERT_TRUE(failing.WaitFor(1));
+    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    std::this_thread::sleep_for(20ms);
+    ASSERT_EQ(failing.Count(), 1u) << "a failure ends the series";
+    const delivery seen = failing.At(0);
+    EXPECT_EQ(seen.error, RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_EQ(seen.capture_result.success, 0u);
+    EXPECT_EQ(seen.size, 72u);
+    EXPECT_EQ(seen.image_data, nullptr);
+
+    async_recorder again;
+    EXPECT_EQ(again.Start(dev), RIDGEX_SUCCESS);
+    ASSERT_TRUE(again.WaitFor(1));
+    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    EXPECT_EQ(again.At(0).error, RIDGEX_E_DEVICE_FAILURE);
+}
+
+TEST_F(AsyncSeries, VanishedReaderIsReportedAndEndsIt) {
+    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+    async_recorder recorder;
+    ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
+    ASSERT_TRUE(WaitCapturing(0));
+    Disconnect(0);
+    ASSERT_TRUE(recorder.WaitFor(1));
+    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    EXPECT_EQ(recorder.Count(), 1u);
+    EXPECT_EQ(recorder.At(0).error, RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_EQ(recorder.At(0).capture_result.quality, RIDGEX_QUALITY_CANCELED);
+    EXPECT_EQ(ridgex_close(dev), RIDGEX_SUCCESS) << "the reader stayed open";
+}
+
+TEST_F(AsyncSeries, ImageThatOutgrowsTheBlockGetsANewOneSilently) {
+    const ridgex_handle dev = Start(Reader("r0"), "r0", true);
+    async_recorder recorder;
+    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
+        if (call == 1) {
+            interposed::extra_room = 1000;
+        }
+        if (call == 2) {
+            ridgex_cancel(dev);
+        }
+    };
+    ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
+    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    ASSERT_EQ(recorder.Count(), 2u) << "the refused capture is not reported";
+    const delivery first = recorder.At(0);
+    const delivery second = recorder.At(1);
+    EXPECT_EQ(second.error, RIDGEX_SUCCESS);
+    EXPECT_EQ(second.image_size, kImageBytes);
+    EXPECT_TRUE(second.image_behind_record);
+    EXPECT_EQ(second.image, first.image);
+}
+
+}  // namespace
+}  // namespace capture_test

@@ -1,0 +1,212 @@
+// The blocking capture through the exports: the checks and their order, the
+// busy lock, the outcomes, and the pad image request beside it.
+#include <algorithm>
+
+#include "capture_support.h"
+
+namespace capture_test {
+namespace {
+
+using CaptureChecks = capture_fixture;
+using Capture = capture_fixture;
+using PadImage = capture_fixture;
+
+TEST(CaptureBeforeInit, IsAFailure) {
+    ridgex_capture_param parm = Param();
+    ridgex_capture_result result = Result();
+    uint32_t size = 0;
+    EXPECT_EQ(ridgex_capture(Handle(1), &parm, 0, &result, &size, nullptr), RIDGEX_E_FAILURE);
+}
+
+TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
+    ASSERT_NE(Start(Reader("r0")), nullptr);
+    const ridgex_handle unknown = Handle(77);
+    ridgex_capture_param parm = Param();
+    ridgex_capture_result result = Result();
+    uint32_t size = 0;
+    uint8_t byte = 0;
+
+    EXPECT_EQ(ridgex_capture(nullptr, &parm, 0, &result, &size, nullptr), RIDGEX_E_FAILURE)
+        << "handle 0 is a failure here, not an unknown device";
+    ridgex_capture_param short_parm = parm;
+    short_parm.size = 15;
+    EXPECT_EQ(ridgex_capture(unknown, &short_parm, 0, &result, &size, nullptr),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture(unknown, nullptr, 0, &result, &size, nullptr),
+              RIDGEX_E_INVALID_PARAMETER);
+    ridgex_capture_result short_result = result;
+    short_result.size = 35;
+    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &short_result, &size, nullptr),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, nullptr, &size, nullptr),
+              RIDGEX_E_INVALID_PARAMETER);
+    uint32_t room_without_buffer = 1;
+    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, &room_without_buffer, nullptr),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, nullptr, &byte),
+              RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, &size, nullptr), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(SimCount("capture"), 0u);
+}
+
+TEST_F(Capture, NoRoomAnswersTheSizeAndFreesTheReader) {
+    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
+    ridgex_capture_result result = Result();
+    uint32_t size = 0;
+    EXPECT_EQ(ridgex_capture(dev, &parm, RIDGEX_TIMEOUT_INFINITE, &result, &size, nullptr),
+              RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(size, kIsoHeader + kImageBytes);
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+}
+
+TEST_F(Capture, DeliversTheRecordAndFreesTheReader) {
+    const ridgex_handle dev = Start(Reader("r0", "score = 77"));
+    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
+    for (int round = 0; round < 2; ++round) {
+        ridgex_capture_result result = Result();
+        std::vector<uint8_t> image(kIsoHeader + kImageBytes, 0x11);
+        uint32_t size = static_cast<uint32_t>(image.size());
+        ASSERT_EQ(ridgex_capture(dev, &parm, 1000, &result, &size, image.data()), RIDGEX_SUCCESS);
+        EXPECT_EQ(result.success, 1u);
+        EXPECT_EQ(result.quality, RIDGEX_QUALITY_GOOD);
+        EXPECT_EQ(result.score, 77u);
+        EXPECT_EQ(size, kIsoHeader + kImageBytes);
+        EXPECT_EQ(std::string(image.begin(), image.begin() + 4), std::string("FIR\0", 4));
+    }
+}
+
+TEST_F(Capture, OutcomesWithoutAnImage) {
+    const ridgex_handle timeout = Start(Reader("r0", "finger = manual") +
+                                        Reader("r1", "outcome = reject\nreject_quality = 0x40") +
+                                        Reader("r2", "outcome = fail\nfail_status = 0x05BA001F"));
+    const ridgex_handle reject = Open("r1");
+    const ridgex_handle failing = Open("r2");
+    ridgex_capture_param parm = Param();
+    std::vector<uint8_t> image(kImageBytes, 0x11);
+
+    ridgex_capture_result result = Result();
+    uint32_t size = kImageBytes;
+    EXPECT_EQ(ridgex_capture(timeout, &parm, 10, &result, &size, image.data()), RIDGEX_SUCCESS);
+    EXPECT_EQ(result.success, 0u);
+    EXPECT_EQ(result.quality, RIDGEX_QUALITY_TIMED_OUT);
+
+    result = Result();
+    size = kImageBytes;
+    EXPECT_EQ(ridgex_capture(reject, &parm, 10, &result, &size, image.data()), RIDGEX_SUCCESS);
+    EXPECT_EQ(result.success, 0u);
+    EXPECT_EQ(result.quality, RIDGEX_QUALITY_CODE_9);
+
+    result = Result();
+    size = kImageBytes;
+    EXPECT_EQ(ridgex_capture(failing, &parm, 10, &result, &size, image.data()),
+              RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_TRUE(std::all_of(image.begin(), image.end(), [](uint8_t b) { return b == 0x11; }));
+    // No outcome leaves the busy lock held.
+    for (ridgex_handle dev : {timeout, reject, failing}) {
+        EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+    }
+}
+
+TEST_F(Capture, SecondCaptureOnABusyReaderIsRefusedAtOnce) {
+    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+    capture_thread first(dev);
+    ASSERT_TRUE(WaitCapturing(0));
+
+    ridgex_capture_param parm = Param();
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image(kImageBytes);
+    uint32_t size = kImageBytes;
+    const auto begin = clock_type::now();
+    EXPECT_EQ(ridgex_capture(dev, &parm, RIDGEX_TIMEOUT_INFINITE, &result, &size, image.data()),
+              RIDGEX_E_DEVICE_BUSY);
+    EXPECT_LT(clock_type::now() - begin, 100ms);
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(dev), RIDGEX_E_DEVICE_BUSY);
+    EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_DEVICE_BUSY);
+    EXPECT_EQ(SimCount("capture"), 1u) << "the refused calls never reach the backend";
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY);
+
+    PlaceFinger(0);
+    ASSERT_TRUE(first.Join());
+    EXPECT_EQ(first.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(first.result.success, 1u) << "the first capture went on undisturbed";
+    EXPECT_EQ(recorder.Count(), 0u);
+}
+
+TEST_F(Capture, StatusIsBusyBeforeTheBackendKnows) {
+    // The capture holds the busy lock while the backend still reports ready.
+    const ridgex_handle dev = Start(Reader("r0"), "r0", true);
+    std::atomic<bool> entered{false};
+    std::atomic<bool> release{false};
+    interposed::before_capture = [&](uint32_t room) {
+        if (room != 0) {
+            entered = true;
+            Eventually([&] { return release.load(); });
+        }
+    };
+    capture_thread capture(dev);
+    ASSERT_TRUE(Eventually([&] { return entered.load(); }));
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY);
+    release = true;
+    ASSERT_TRUE(capture.Join());
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+}
+
+TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
+    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+    capture_thread running(dev);
+    ASSERT_TRUE(WaitCapturing(0));
+
+    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD0);
+    ridgex_capture_result result = Result();
+    result.success = 7;
+    result.quality = 7;
+    result.score = 7;
+    uint32_t size = 0;
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(size, kImageBytes);
+    EXPECT_EQ(result.success, 0u);
+    EXPECT_EQ(result.quality, 0u);
+    EXPECT_EQ(result.score, 0u);
+    std::vector<uint8_t> pad(size);
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS);
+    EXPECT_EQ(result.success, 1u);
+    EXPECT_EQ(result.info.width, kWidth);
+    EXPECT_EQ(SimCount("capture"), 1u);
+    EXPECT_EQ(SimCount("capture_pad_image"), 2u);
+
+    PlaceFinger(0);
+    ASSERT_TRUE(running.Join());
+    EXPECT_EQ(running.result.success, 1u);
+
+    // One above the last pad value is an ordinary capture again.
+    parm.image_proc = RIDGEX_IMG_PROC_PAD2 + 1;
+    size = 0;
+    ridgex_capture(dev, &parm, 0, &result, &size, nullptr);
+    EXPECT_EQ(SimCount("capture"), 2u);
+    EXPECT_EQ(SimCount("capture_pad_image"), 2u);
+}
+
+TEST_F(PadImage, ServedDuringAStream) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
+    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2);
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> pad(kImageBytes);
+    uint32_t size = kImageBytes;
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
+}
+
+TEST_F(PadImage, BackendWithoutPadsSaysNotImplemented) {
+    const ridgex_handle dev = Start(Reader("r0", "pad_images = no"));
+    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD1);
+    ridgex_capture_result result = Result();
+    uint32_t size = 0;
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_NOT_IMPLEMENTED);
+    EXPECT_EQ(result.success, 0u);
+}
+
+}  // namespace
+}  // namespace capture_test
