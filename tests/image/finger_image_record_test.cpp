@@ -4,8 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
+#include <random>
 #include <vector>
+
+#include "reference_resampler.h"
 
 namespace {
 
@@ -118,6 +122,41 @@ TEST(FingerImageRecord, AnyNonZeroReverseTurns) {
         ASSERT_EQ(w.status, RIDGEX_SUCCESS);
         EXPECT_EQ(w.record[50], image.pixels.back()) << reverse;
         EXPECT_EQ(w.record[5049], image.pixels.front()) << reverse;
+    }
+}
+
+TEST(FingerImageRecord, RandomRecordsCarryTheReferencePixels) {
+    std::mt19937 random(21);
+    auto pick = [&](uint32_t low, uint32_t high) {
+        return std::uniform_int_distribution<uint32_t>(low, high)(random);
+    };
+    for (int i = 0; i < 300; ++i) {
+        Image image;
+        image.width = pick(1, 70);
+        image.height = pick(1, 70);
+        image.resolution = pick(1, 1200);
+        image.pixels.resize(image.width * image.height);
+        std::generate(image.pixels.begin(), image.pixels.end(), [&] { return pick(0, 255); });
+        const uint32_t output_resolution = pick(image.resolution / 3 + 1, image.resolution * 3);
+        const bool ansi = pick(0, 1) == 1;
+        const uint32_t reverse = pick(0, 1);
+        const uint32_t out_w = image.width * output_resolution / image.resolution;
+        const uint32_t out_h = image.height * output_resolution / image.resolution;
+        const uint32_t step = image.resolution * 256 / output_resolution;
+        const uint32_t header = ansi ? 50 : 46;
+
+        const Written w = Write(image, ansi ? RIDGEX_IMG_FMT_ANSI381 : RIDGEX_IMG_FMT_ISO19794,
+                                output_resolution, out_w * out_h + header, reverse);
+        ASSERT_EQ(w.status, RIDGEX_SUCCESS);
+        const auto expected = image_test::ReferenceResample(
+            {image.pixels.data(), image.width, image.height}, out_w, out_w * out_h, step,
+            reverse != 0, image_test::Outside::kRepeatEdge);
+        ASSERT_EQ(Slice(w.record, header, header + out_w * out_h), expected.pixels)
+            << image.width << "x" << image.height << " " << image.resolution << "->"
+            << output_resolution;
+        EXPECT_EQ(Slice(w.record, header - 5, header - 1),
+                  (Bytes{static_cast<uint8_t>(out_w >> 8), static_cast<uint8_t>(out_w),
+                         static_cast<uint8_t>(out_h >> 8), static_cast<uint8_t>(out_h)}));
     }
 }
 

@@ -167,6 +167,28 @@ TEST_P(ResampleProperties, ConstantImageStaysConstant) {
     }
 }
 
+TEST_P(ResampleProperties, OversizedOutputClampsInsideTheSource) {
+    // More output than the source can feed: positions beyond the edges take
+    // the nearest pixel just as missing neighbours do, and nothing is read
+    // outside the block. (The copy path has no such reserve.)
+    std::mt19937 random(16);
+    for (const Case& c : RandomCases(6, 200)) {
+        const ExactImage image(c.width, c.height, random);
+        Geometry g = GeometryFor(c.width, c.height, c.resolution, c.output_resolution);
+        if (g.step == 256) {
+            continue;
+        }
+        g.output_width += 1 + random() % 5;
+        g.output_height += 1 + random() % 5;
+        for (bool reverse : {false, true}) {
+            const ReferenceResult expected = ReferenceResample(
+                image.view(), g.output_width, g.pixels(), g.step, reverse, Outside::kRepeatEdge);
+            ASSERT_EQ(Run(image, g, reverse), expected.pixels)
+                << Describe(c, g) << (reverse ? " turned" : "");
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Variants, ResampleProperties, ::testing::ValuesIn(kResampleVariants),
                          VariantName);
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 
 #include "image/finger_image_record.h"
@@ -24,6 +25,10 @@ struct ResampleVariant {
 
 inline bool Always() {
     return true;
+}
+
+inline void PrintTo(const ResampleVariant& variant, std::ostream* os) {
+    *os << variant.name;
 }
 
 inline const ResampleVariant kResampleVariants[] = {
