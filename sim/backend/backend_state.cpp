@@ -165,6 +165,9 @@ ridgex_result backend_state::open(const char* dev_name, uint32_t prio, ridgex_ha
     if (running == nullptr) {
         return RIDGEX_E_FAILURE;
     }
+    if (dev_name == nullptr && !running->open_first_without_name) {
+        return RIDGEX_E_INVALID_PARAMETER;
+    }
     const auto can_open = [&](size_t index) {
         const bool wants_exclusive =
             running->readers[index].exclusive && prio == RIDGEX_PRIORITY_EXCLUSIVE;
@@ -188,9 +191,6 @@ ridgex_result backend_state::open(const char* dev_name, uint32_t prio, ridgex_ha
         // Without a name and with no reader to choose, the next backend may
         // have one: that is what RIDGEX_E_INVALID_PARAMETER tells the caller.
         return dev_name == nullptr ? RIDGEX_E_INVALID_PARAMETER : RIDGEX_E_INVALID_DEVICE;
-    }
-    if (dev_name == nullptr && !running->open_first_without_name) {
-        return RIDGEX_E_INVALID_PARAMETER;
     }
     session_t* session = take_session();
     if (session == nullptr) {
