@@ -7,16 +7,18 @@
 #include "aggregator/lib_aggregator.h"
 #include "base/spawn_thread.h"
 #include "platform/memory.h"
+#include "platform/thread.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
 
 namespace {
 
-// What CaptureAsync hands to its thread; the thread owns it from its start.
-// The handle, not the record: the thread takes its own reference.
+// What CaptureAsync hands to its thread; the thread owns it, and the
+// reference on the record that it carries, from its start.
 struct async_capture_arg {
     ridgex_handle dev;
+    AGGREGATOR_DEVICE_CONTEXT* context;
 };
 
 // The callback's block: the record, then room for the image.
@@ -77,16 +79,23 @@ ridgex_result CLibAggregator::CaptureAsync(ridgex_handle dev, ridgex_capture_par
         status = record->pBackend->Capture(record->handle, capture_parm, RIDGEX_TIMEOUT_INFINITE,
                                            &probe, &record->image_size, nullptr);
         if (status == RIDGEX_E_MORE_DATA) {
-            auto* arg = new (std::nothrow) async_capture_arg{dev};
-            const uint32_t thread_id =
-                arg != nullptr ? spawn_thread(AsyncCaptureThreadProc, arg) : 0;
-            if (thread_id != 0) {
-                // From here the busy lock belongs to the thread.
-                record->async_thread_id = thread_id;
+            // The thread's own reference is taken here and handed over: were
+            // it left to the thread, a close in the moment before the thread
+            // runs could free the record, and a new open reuse it.
+            auto* arg = new (std::nothrow) async_capture_arg{dev, IsValid(dev)};
+            const bool running = arg != nullptr && spawn_thread(AsyncCaptureThreadProc, arg) != 0;
+            if (running) {
+                // From here the busy lock belongs to the thread. The thread
+                // notes its own identifier: stored from here, it could land
+                // after the thread had ended and stay behind, stale, for a
+                // cancel to wait on while a stream holds the reader.
                 status = RIDGEX_SUCCESS;
             } else {
                 scope.Message("!!! cannot spawn asynchronous capture thread");
-                delete arg;
+                if (arg != nullptr) {
+                    RelRef(arg->context);
+                    delete arg;
+                }
                 status = RIDGEX_E_FAILURE;
                 UnlockReader(record);
             }
@@ -166,14 +175,12 @@ void CLibAggregator::AsyncCaptureThreadProc(void* parg) {
     }
     auto* arg = static_cast<async_capture_arg*>(parg);
     const ridgex_handle dev = arg->dev;
-    AGGREGATOR_DEVICE_CONTEXT* context = IsValid(dev);
+    AGGREGATOR_DEVICE_CONTEXT* context = arg->context;
     scope.Message("AGGREGATOR_DEVICE_CONTEXT*:%p ", static_cast<void*>(context));
-    // The reader was closed before this thread ran (a cancel that did not
-    // wait, then a close): there is no record, busy lock or signal to touch.
-    if (context == nullptr) {
-        delete arg;
-        return;
-    }
+    // Before the first capture: a cancel from the callback must know its own
+    // thread even if the first image arrives before CaptureAsync returns.
+    const uint64_t self = platform::current_thread_id();
+    context->async_thread_id = self;
 
     ridgex_result status = RIDGEX_E_NO_MEMORY;
     ridgex_capture_callback_data* block = NewBlock(*context);
@@ -197,7 +204,9 @@ void CLibAggregator::AsyncCaptureThreadProc(void* parg) {
     // finds the reader free already, and the record is not touched after
     // the last reference has gone.
     UnlockReader(context);
-    context->async_thread_id = 0;
+    // A series that started in the moment since the unlock keeps its own.
+    uint64_t mine = self;
+    context->async_thread_id.compare_exchange_strong(mine, 0);
     context->pSigFinishAsyncCapture->Set();
     RelRef(context);
     delete arg;

@@ -64,10 +64,10 @@ ridgex_result CLibAggregator::StopStream(ridgex_handle dev) {
     const ridgex_result status = OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) {
         const ridgex_result stopped = BackendOf(context)->StopStream(context.handle);
         // Only the stream's own lock is given back, also when the backend
-        // failed; a capture's lock is not this call's to touch.
-        if (context.streaming) {
+        // failed; a capture's lock is not this call's to touch. Taking the
+        // flag first lets only one of two racing stops give the lock back.
+        if (context.streaming.exchange(false)) {
             UnlockReader(&context);
-            context.streaming = false;
         }
         return stopped;
     });
