@@ -187,7 +187,10 @@ ridgex_result SpoofDetector::destroy() {
     SlvTraceNS::CTraceScope scope("SpoofDetector::destroy", 0);
     nex_sdk::destroy_model();
     nex_sdk::destroy();
-    initialized.store(false, std::memory_order_release);
-    model_path[0] = '\0';
+    // Closes on several threads may each release; only the one that ends
+    // the scoring clears the path, so they do not write it at once.
+    if (initialized.exchange(false, std::memory_order_acq_rel)) {
+        model_path[0] = '\0';
+    }
     return RIDGEX_SUCCESS;
 }

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <thread>
 
+#include "aggregator/lib_aggregator.h"
+#include "liveness/spoof_detector.h"
 #include "platform/syscalls.h"
 #include "support/syscall_override.h"
 
@@ -218,6 +220,13 @@ void interposed::Reset() {
 
 void capture_fixture::SetUp() {
     interposed::Reset();
+    // The test program is not the library: the scoring models lie in the
+    // library folder. The detector works its folder out once per process.
+    SpoofDetector::module_path.store(RIDGEX_LIB_DIR "/libridgex.so");
+    // The liveness list and the scorer outlive ridgex_exit: every test
+    // starts with scoring off.
+    CLibAggregator::LivenessList().Free();
+    SpoofDetector::Instance().destroy();
 }
 
 ridgex_handle capture_fixture::Start(const std::string& config, const char* name, bool interpose) {

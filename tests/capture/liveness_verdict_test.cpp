@@ -1,0 +1,198 @@
+// The liveness verdict as both capture paths hand it on: a refused image
+// erased, a passed one untouched, a failed check reported with the image
+// left as it was, a backend that hands over no pad image, and the list of
+// readers that the switch keeps.
+#include <algorithm>
+
+#include "capture_support.h"
+#include "liveness/spoof_detector.h"
+#include "nex_sim.h"
+#include "platform/dynamic_library.h"
+#include "platform/syscalls.h"
+#include "support/syscall_override.h"
+
+namespace capture_test {
+namespace {
+
+class liveness_fixture : public capture_fixture {
+  protected:
+    void SetUp() override {
+        capture_fixture::SetUp();
+        ASSERT_NE(scorer_, nullptr) << "libnex_sdk.so is not on the search path";
+        Scorer<nex_sim_reset_fn>("nex_sim_reset")();
+    }
+    void TearDown() override { platform::free_library(scorer_); }
+
+    // Starts the library with a live and a spoof reader and lists them, so
+    // that the detector knows their models.
+    void StartReaders(const std::string& global = "") {
+        ASSERT_NE(Start(global + Reader("live") + Reader("fake", "spoof = yes"), "live"), nullptr);
+        uint32_t count = 0;
+        ASSERT_EQ(ridgex_query_devices(&count, nullptr), RIDGEX_E_MORE_DATA);
+        std::vector<ridgex_device_info> infos(count);
+        infos[0].size = sizeof(ridgex_device_info);
+        ASSERT_EQ(ridgex_query_devices(&count, infos.data()), RIDGEX_SUCCESS);
+    }
+
+    template <typename F>
+    F Scorer(const char* name) {
+        return reinterpret_cast<F>(platform::find_symbol(scorer_, name));
+    }
+    int ScorerCalls(const char* operation) {
+        return Scorer<nex_sim_calls_fn>("nex_sim_calls")(operation);
+    }
+
+    static ridgex_result Switch(ridgex_handle dev, uint8_t on) {
+        return ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &on);
+    }
+    static bool Listed(ridgex_handle dev) {
+        uint8_t listed = 0xEE;
+        EXPECT_EQ(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &listed), RIDGEX_SUCCESS);
+        return listed == 1;
+    }
+
+    struct capture_t {
+        ridgex_result status;
+        ridgex_capture_result result;
+        std::vector<uint8_t> image;
+    };
+
+    static capture_t Capture(ridgex_handle dev, uint32_t format = RIDGEX_IMG_FMT_ISO19794) {
+        const uint32_t bytes = kImageBytes + (format == RIDGEX_IMG_FMT_ISO19794 ? kIsoHeader : 0);
+        capture_t capture{0, Result(), std::vector<uint8_t>(bytes)};
+        ridgex_capture_param parm = Param(format);
+        uint32_t size = bytes;
+        capture.status =
+            ridgex_capture(dev, &parm, 5000, &capture.result, &size, capture.image.data());
+        return capture;
+    }
+
+    void* scorer_ = platform::load_library("nex_sdk.dll");
+};
+
+using LivenessBlocking = liveness_fixture;
+using LivenessAsync = liveness_fixture;
+using LivenessSwitch = liveness_fixture;
+
+TEST_F(LivenessBlocking, RefusedImageIsErasedHeaderIncluded) {
+    StartReaders();
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    const capture_t refused = Capture(fake);
+    EXPECT_EQ(refused.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(refused.result.success, 0u);
+    EXPECT_EQ(refused.result.quality, RIDGEX_QUALITY_REJECTED);
+    EXPECT_EQ(refused.result.score, 0u);
+    EXPECT_TRUE(std::all_of(refused.image.begin(), refused.image.end(),
+                            [](uint8_t byte) { return byte == 0xFF; }));
+}
+
+TEST_F(LivenessBlocking, PassedAndFailedChecksLeaveTheImage) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const capture_t unchecked = Capture(live);
+    ASSERT_EQ(unchecked.result.success, 1u);
+    EXPECT_EQ(SimCount("capture_pad_image"), 0u) << "an unlisted reader is not scored";
+
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    const capture_t passed = Capture(live);
+    EXPECT_EQ(passed.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(passed.result.quality, RIDGEX_QUALITY_GOOD);
+    EXPECT_EQ(passed.image, unchecked.image);
+    EXPECT_EQ(ScorerCalls("get_score"), 1);
+
+    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("load_image_bytes", 9), 0);
+    const capture_t failed = Capture(live);
+    EXPECT_EQ(failed.status, RIDGEX_E_SCORING);
+    EXPECT_EQ(failed.result.success, 1u);
+    EXPECT_EQ(failed.result.quality, RIDGEX_QUALITY_GOOD);
+    EXPECT_EQ(failed.image, unchecked.image);
+    EXPECT_EQ(Status(live), RIDGEX_STATUS_READY) << "a failed check leaves no lock behind";
+}
+
+TEST_F(LivenessBlocking, NoPadImageToHandOverLeavesTheCaptureUnscored) {
+    StartReaders("result.capture_pad_image = 0\n");
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    const capture_t unscored = Capture(fake);
+    EXPECT_EQ(unscored.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(unscored.result.success, 1u);
+    EXPECT_EQ(unscored.result.quality, RIDGEX_QUALITY_GOOD);
+    EXPECT_EQ(SimCount("capture_pad_image"), 1u) << "only the size call";
+    EXPECT_EQ(ScorerCalls("load_image_bytes"), 0);
+}
+
+TEST_F(LivenessAsync, RefusedImagesAreReportedAndTheSeriesGoesOn) {
+    StartReaders();
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    async_recorder recorder;
+    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
+        if (call == 2) {
+            ridgex_cancel(fake);
+        }
+    };
+    ASSERT_EQ(recorder.Start(fake, Param(RIDGEX_IMG_FMT_ISO19794)), RIDGEX_SUCCESS);
+    ASSERT_TRUE(recorder.WaitFor(2));
+    ASSERT_TRUE(Eventually([&] { return Status(fake) == RIDGEX_STATUS_READY; }));
+    for (size_t i = 0; i < 2; ++i) {
+        const delivery seen = recorder.At(i);
+        EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
+        EXPECT_EQ(seen.capture_result.success, 0u);
+        EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_REJECTED);
+        EXPECT_EQ(seen.size, 72u);
+        EXPECT_EQ(seen.image_size, 0u);
+        EXPECT_EQ(seen.image_data, nullptr);
+    }
+}
+
+TEST_F(LivenessAsync, FailedCheckHandsOverTheImageAndEndsTheSeries) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const capture_t reference = Capture(live);
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("get_score", 4), 0);
+    async_recorder recorder;
+    ASSERT_EQ(recorder.Start(live, Param(RIDGEX_IMG_FMT_ISO19794)), RIDGEX_SUCCESS);
+    ASSERT_TRUE(recorder.WaitFor(1));
+    ASSERT_TRUE(Eventually([&] { return Status(live) == RIDGEX_STATUS_READY; }));
+    ASSERT_EQ(recorder.Count(), 1u);
+    const delivery seen = recorder.At(0);
+    EXPECT_EQ(seen.error, RIDGEX_E_SCORING);
+    EXPECT_EQ(seen.capture_result.success, 1u);
+    EXPECT_EQ(seen.size, 72u + kIsoHeader + kImageBytes);
+    EXPECT_EQ(seen.image, reference.image);
+}
+
+TEST_F(LivenessSwitch, SameReaderTwiceIsListedOnce) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    EXPECT_EQ(ScorerCalls("initialize"), 1) << "later readers share the first model";
+    ASSERT_EQ(Switch(live, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(Listed(live));
+    EXPECT_TRUE(Listed(fake));
+    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
+    ASSERT_EQ(Switch(fake, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the list ran empty";
+}
+
+TEST_F(LivenessSwitch, ListThatCannotGrowRefusesAndStopsTheScorer) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    {
+        syscall_override no_growth(
+            &platform::syscall_table::realloc, +[](void*, size_t) -> void* { return nullptr; });
+        EXPECT_EQ(Switch(live, 1), RIDGEX_E_NO_MEMORY);
+    }
+    EXPECT_FALSE(Listed(live));
+    EXPECT_FALSE(SpoofDetector::Instance().isInitialized());
+    EXPECT_EQ(Switch(live, 1), RIDGEX_SUCCESS) << "the client can try again";
+    EXPECT_TRUE(Listed(live));
+}
+
+}  // namespace
+}  // namespace capture_test
