@@ -9,6 +9,7 @@
 #include "liveness/spoof_detector.h"
 #include "platform/syscalls.h"
 #include "support/syscall_override.h"
+#include "thread_count.h"
 
 namespace capture_test {
 
@@ -219,6 +220,7 @@ void interposed::Reset() {
 }
 
 void capture_fixture::SetUp() {
+    threads_at_start_ = ThreadCount();
     interposed::Reset();
     // The test program is not the library: the scoring models lie in the
     // library folder. The detector works its folder out once per process.
@@ -227,6 +229,10 @@ void capture_fixture::SetUp() {
     // starts with scoring off.
     CLibAggregator::LivenessList().Free();
     SpoofDetector::Instance().destroy();
+}
+
+void capture_fixture::TearDown() {
+    EXPECT_TRUE(WaitForThreadCount(threads_at_start_)) << "a capture thread did not end";
 }
 
 ridgex_handle capture_fixture::Start(const std::string& config, const char* name, bool interpose) {

@@ -158,12 +158,16 @@ struct interposed {
 class capture_fixture : public ::testing::Test {
   protected:
     void SetUp() override;
+    // Waits for the capture threads of the test to end before the library
+    // stops.
+    void TearDown() override;
     // Writes `config` as slot 1's file, starts the library and opens the
     // reader `name` (prefix added). Null on failure.
     ridgex_handle Start(const std::string& config, const char* name = "r0", bool interpose = false);
     ridgex_handle Open(const char* name);
 
     sim_backends sims_;
+    int threads_at_start_ = 0;
 };
 
 }  // namespace capture_test

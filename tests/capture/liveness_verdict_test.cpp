@@ -21,7 +21,10 @@ class liveness_fixture : public capture_fixture {
         ASSERT_NE(scorer_, nullptr) << "libnex_sdk.so is not on the search path";
         Scorer<nex_sim_reset_fn>("nex_sim_reset")();
     }
-    void TearDown() override { platform::free_library(scorer_); }
+    void TearDown() override {
+        capture_fixture::TearDown();
+        platform::free_library(scorer_);
+    }
 
     // Starts the library with a live and a spoof reader and lists them, so
     // that the detector knows their models.

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "capture/thread_count.h"
 #include "ridgex.h"
 #include "ridgex_sim.h"
 #include "support/sim_backends.h"
@@ -253,6 +254,7 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
                   SmallReader("signalled", "finger = manual"));
     ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
 
+    const int threads_at_start = ThreadCount();
     struct sigaction action = {};
     struct sigaction previous = {};
     action.sa_handler = OnSignal;
@@ -319,6 +321,7 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
     while (SimOpenHandles(1) + SimOpenHandles(2) != 0 && std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(1ms);
     }
+    EXPECT_TRUE(WaitForThreadCount(threads_at_start)) << "a capture thread did not end";
     EXPECT_EQ(SimOpenHandles(1), 0u);
     EXPECT_EQ(SimOpenHandles(2), 0u);
     for (uintptr_t value = 1; value <= kLargestHandle; ++value) {
