@@ -22,6 +22,13 @@ inline int ThreadCount() {
     return -1;
 }
 
+// ThreadSanitizer starts a helper thread of its own with the first thread
+// of the process; a count taken as a baseline must come after that.
+inline int BaselineThreadCount() {
+    std::thread([] {}).join();
+    return ThreadCount();
+}
+
 // True once at most `count` threads are left, false if that takes longer
 // than `limit`.
 inline bool WaitForThreadCount(int count,

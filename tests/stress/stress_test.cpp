@@ -254,7 +254,7 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
                   SmallReader("signalled", "finger = manual"));
     ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
 
-    const int threads_at_start = ThreadCount();
+    const int threads_at_start = BaselineThreadCount();
     struct sigaction action = {};
     struct sigaction previous = {};
     action.sa_handler = OnSignal;
