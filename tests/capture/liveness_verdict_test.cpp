@@ -149,6 +149,23 @@ TEST_F(LivenessAsync, RefusedImagesAreReportedAndTheSeriesGoesOn) {
     }
 }
 
+TEST_F(LivenessAsync, PassedImageReachesTheCallbackUntouched) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const capture_t reference = Capture(live);
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    async_recorder recorder;
+    recorder.react = [&](size_t, ridgex_capture_callback_data*) { ridgex_cancel(live); };
+    ASSERT_EQ(recorder.Start(live, Param(RIDGEX_IMG_FMT_ISO19794)), RIDGEX_SUCCESS);
+    ASSERT_TRUE(recorder.WaitFor(1));
+    ASSERT_TRUE(Eventually([&] { return Status(live) == RIDGEX_STATUS_READY; }));
+    const delivery seen = recorder.At(0);
+    EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
+    EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_GOOD);
+    EXPECT_EQ(seen.image, reference.image);
+    EXPECT_EQ(ScorerCalls("get_score"), 1);
+}
+
 TEST_F(LivenessAsync, FailedCheckHandsOverTheImageAndEndsTheSeries) {
     StartReaders();
     const ridgex_handle live = Open("live");
