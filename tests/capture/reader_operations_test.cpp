@@ -13,17 +13,6 @@ using Stream = capture_fixture;
 using Housekeeping = capture_fixture;
 using Parameters = capture_fixture;
 
-TEST(ForwardedBeforeInit, AreFailures) {
-    const ridgex_handle dev = Handle(1);
-    ridgex_device_status status{};
-    uint8_t byte = 1;
-    EXPECT_EQ(ridgex_get_device_status(dev, &status), RIDGEX_E_FAILURE);
-    EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_FAILURE);
-    EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_E_FAILURE);
-    EXPECT_EQ(ridgex_reset(dev), RIDGEX_E_FAILURE);
-    EXPECT_EQ(ridgex_set_parameter(dev, 771, 1, &byte), RIDGEX_E_FAILURE);
-}
-
 TEST_F(DeviceStatus, BusyWhileTheCallbackRuns) {
     // In the callback the backend captures nothing and says ready; the
     // series still holds the reader.
