@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <new>
 
+#include "ridgex.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
