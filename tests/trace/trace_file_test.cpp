@@ -191,7 +191,9 @@ TEST_F(TraceTest, EmptyFileNameWritesNothing) {
 TEST_F(TraceTest, MalformedFileNameCountsAsAbsent) {
     // "/x" without its terminating NUL, then with an odd size.
     int round = 0;
-    for (const char* file_name : {"hex(2):2f,00,78,00", "hex(1):2f,00,78,00,00"}) {
+    // Also a string of 522 bytes, beyond the 520 that a path value may have.
+    const std::string too_big = "\"" + std::string(260, 'x') + "\"";
+    for (const char* file_name : {"hex(2):2f,00,78,00", "hex(1):2f,00,78,00,00", too_big.c_str()}) {
         SlvTraceNS::RestoreLoadState();
         const std::string traces = folder_ / ("traces" + std::to_string(++round));
         registry_.Write(
