@@ -83,6 +83,7 @@ ridgex_result CLibAggregator::CaptureAsync(ridgex_handle dev, ridgex_capture_par
             // it left to the thread, a close in the moment before the thread
             // runs could free the record, and a new open reuse it.
             auto* arg = new (std::nothrow) async_capture_arg{dev, IsValid(dev)};
+            ++capture_threads_;
             const bool running = arg != nullptr && spawn_thread(AsyncCaptureThreadProc, arg) != 0;
             if (running) {
                 // From here the busy lock belongs to the thread. The thread
@@ -91,6 +92,7 @@ ridgex_result CLibAggregator::CaptureAsync(ridgex_handle dev, ridgex_capture_par
                 // cancel to wait on while a stream holds the reader.
                 status = RIDGEX_SUCCESS;
             } else {
+                --capture_threads_;
                 scope.Message("!!! cannot spawn asynchronous capture thread");
                 if (arg != nullptr) {
                     RelRef(arg->context);
@@ -211,4 +213,6 @@ void CLibAggregator::AsyncCaptureThreadProc(void* parg) {
     RelRef(context);
     delete arg;
     scope.Result("error during async capture", status);
+    // The thread's very last touch of the library's state.
+    --capture_threads_;
 }

@@ -3,6 +3,7 @@
 #include "aggregator/lib_aggregator.h"
 #include "base/library_version.h"
 #include "ridgex.h"
+#include "trace/trace_config.h"
 
 extern "C" {
 
@@ -30,11 +31,14 @@ ridgex_result ridgex_open_ext(const char* dev_name, uint32_t prio, ridgex_handle
     return CLibAggregator::OpenDevice(dev_name, prio, pdev);
 }
 
+// Both may run inside a signal handler on a capturing thread.
 ridgex_result ridgex_close(ridgex_handle dev) {
+    SlvTraceNS::CSignalSafeCall signal_safe;
     return CLibAggregator::CloseDevice(dev);
 }
 
 ridgex_result ridgex_cancel(ridgex_handle dev) {
+    SlvTraceNS::CSignalSafeCall signal_safe;
     return CLibAggregator::Cancel(dev);
 }
 

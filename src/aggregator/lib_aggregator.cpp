@@ -5,6 +5,7 @@
 #include <new>
 #include <string_view>
 
+#include "platform/thread.h"
 #include "shim/fpapi_shim.h"
 #include "trace/trace_scope.h"
 
@@ -77,11 +78,14 @@ ridgex_result CLibAggregator::Exit() {
 
     // The client has ended its captures and closed what it could; what is
     // still open is closed in its backend without looking at references.
+    const bool threads_gone = StopCaptureThreads(scope);
     for (size_t i = 0; i < context_table_.count; ++i) {
         AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
         if (context != nullptr && context->handle != nullptr) {
             SlotBackend(table[context->lib_index])->Close(context->handle);
-            context->ReleaseSignals();
+            if (threads_gone) {
+                context->ReleaseSignals();
+            }
         }
     }
     for (uint32_t slot = 0; slot < kBackendSlotCount; ++slot) {
@@ -93,6 +97,34 @@ ridgex_result CLibAggregator::Exit() {
     }
     backend_table_.store(nullptr, std::memory_order_release);
     delete[] table;
-    FreeContextTable();
+    if (threads_gone) {
+        FreeContextTable();
+    }
     return RIDGEX_SUCCESS;
+}
+
+// A client that stops the library right after a cancel or a close may still
+// have a capture thread on its last steps, which touch the reader's record
+// and its signals. Series still running are told to stop, and the threads
+// get a moment to end. Should one not end, its record and signals are left
+// in place: a leak, rather than a thread writing into freed memory.
+bool CLibAggregator::StopCaptureThreads(CTraceScope& scope) {
+    constexpr uint32_t kGraceMs = 2000;
+    backend_slot_t* table = backend_table_.load();
+    for (size_t i = 0; i < context_table_.count; ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
+        if (context->handle != nullptr && context->async_thread_id != 0) {
+            context->canceled = true;
+            SlotBackend(table[context->lib_index])->Cancel(context->handle);
+        }
+    }
+    for (uint32_t waited = 0; capture_threads_ != 0 && waited < kGraceMs; ++waited) {
+        platform::sleep_ms(1);
+    }
+    if (capture_threads_ != 0) {
+        scope.Message("!!! %u capture threads still running, their readers stay in memory",
+                      capture_threads_.load());
+        return false;
+    }
+    return true;
 }

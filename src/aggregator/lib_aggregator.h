@@ -110,6 +110,7 @@ class CLibAggregator {
                             uint32_t lib_index, ridgex_dll_t* backend);
     static AGGREGATOR_DEVICE_CONTEXT* OpenRecord(uint32_t* index);
     static void FreeContextTable();
+    static bool StopCaptureThreads(SlvTraceNS::CTraceScope& scope);
 
     // The library's static objects, defined in order in library_entry.cpp.
     static lock_object_t context_lock_;
@@ -120,6 +121,8 @@ class CLibAggregator {
     static vector_t<void*, 10> liveness_list_;
 
     static int32_t init_count_;  // guarded by library_lock_
+    // Asynchronous capture threads that have not yet taken their last step.
+    static inline std::atomic<uint32_t> capture_threads_{0};
     // Read without a lock by every operation; written under library_lock_.
     static std::atomic<backend_slot_t*> backend_table_;
 };

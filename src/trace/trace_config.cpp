@@ -65,7 +65,8 @@ void ListNames(const platform::registry_key& list, std::string_view module, bool
 
 void Refresh() {
     const uint32_t ticks = platform::tick_count();
-    if (ticks <= next_check.load(std::memory_order_relaxed)) {
+    const uint32_t due = next_check.load(std::memory_order_relaxed);
+    if (ticks <= due || (due != 0 && CSignalSafeCall::Active())) {
         return;
     }
     CheckConfig(ticks);

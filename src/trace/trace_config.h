@@ -35,6 +35,25 @@ extern bool module_enabled;
 // comparison.
 void Refresh();
 
+// Marks the calls that a client may make from a signal handler (a cancel, a
+// close). While the calling thread is in one, its scopes leave the registry
+// alone, since reading it allocates and allocation is not async-signal-safe;
+// the next scope elsewhere catches up. Only the very first configuration of
+// the process is read even there, as tracing has no switches before it.
+class CSignalSafeCall {
+  public:
+    CSignalSafeCall() { ++depth_; }
+    ~CSignalSafeCall() { --depth_; }
+    CSignalSafeCall(const CSignalSafeCall&) = delete;
+    CSignalSafeCall& operator=(const CSignalSafeCall&) = delete;
+
+    static bool Active() { return depth_ != 0; }
+
+  private:
+    // Initial-exec: no allocation on first use, also in a loaded library.
+    static inline thread_local uint32_t depth_ __attribute__((tls_model("initial-exec"))) = 0;
+};
+
 // Takes a new flags word: stores it, reads Verbosity and the module filters.
 // Called with the trace lock held.
 void ApplyConfig(uint32_t flags);
