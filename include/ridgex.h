@@ -58,9 +58,9 @@ typedef void* ridgex_handle;
 #define RIDGEX_E_BAD_IMAGE 0x05BA0065u
 
 /* Image formats of ridgex_capture_param.image_fmt. */
-#define RIDGEX_IMG_FMT_RAW 0u                /* bare 8-bit pixels */
-#define RIDGEX_IMG_FMT_ANSI381 0x001B0401u   /* ANSI/INCITS 381 record, 50-byte header */
-#define RIDGEX_IMG_FMT_ISO19794 0x01010007u  /* ISO/IEC 19794-4 record, 46-byte header */
+#define RIDGEX_IMG_FMT_RAW 0u               /* bare 8-bit pixels */
+#define RIDGEX_IMG_FMT_ANSI381 0x001B0401u  /* ANSI/INCITS 381 record, 50-byte header */
+#define RIDGEX_IMG_FMT_ISO19794 0x01010007u /* ISO/IEC 19794-4 record, 46-byte header */
 
 /* Processing values of ridgex_capture_param.image_proc. */
 #define RIDGEX_IMG_PROC_DEFAULT 0u
@@ -97,11 +97,11 @@ typedef void* ridgex_handle;
 /* Parameter identifiers. The public parameter operations know only
  * PAD_ENABLE; every other identifier addresses the false accept rate. The
  * others exist on the backend interface. */
-#define RIDGEX_PARMID_ROTATE 0x0100u       /* 1 byte */
-#define RIDGEX_PARMID_PAD_ENABLE 0x0200u   /* 1 byte: liveness check on or off */
-#define RIDGEX_PARMID_READER_GUID 0x0302u  /* 16 bytes */
-#define RIDGEX_PARMID_SENSOR_INFO 0x0303u  /* 48 bytes, sensor code at offset 32 */
-#define RIDGEX_PARMID_LOWER_107 0xF003u    /* 4 bytes */
+#define RIDGEX_PARMID_ROTATE 0x0100u      /* 1 byte */
+#define RIDGEX_PARMID_PAD_ENABLE 0x0200u  /* 1 byte: liveness check on or off */
+#define RIDGEX_PARMID_READER_GUID 0x0302u /* 16 bytes */
+#define RIDGEX_PARMID_SENSOR_INFO 0x0303u /* 48 bytes, sensor code at offset 32 */
+#define RIDGEX_PARMID_LOWER_107 0xF003u   /* 4 bytes */
 
 /* Reader status values of ridgex_device_status.status. */
 #define RIDGEX_STATUS_READY 0u
@@ -120,18 +120,18 @@ typedef struct ridgex_version_info {
 
 /* One reader in the list of ridgex_query_devices. */
 typedef struct ridgex_device_info {
-    uint32_t size;              /* 1452 */
-    char name[1024];            /* "$NN$..." handed to ridgex_open unchanged */
-    char vendor_name[128];      /* UTF-8 descriptor strings */
+    uint32_t size;         /* 1452 */
+    char name[1024];       /* "$NN$..." handed to ridgex_open unchanged */
+    char vendor_name[128]; /* UTF-8 descriptor strings */
     char product_name[128];
     char serial_text[128];
     uint16_t vid;
     uint16_t pid;
-    uint32_t version_words[6];  /* carried over from the backend */
+    uint32_t version_words[6]; /* carried over from the backend */
     uint16_t revision;
-    uint16_t reserved;          /* zero */
-    uint32_t class_code;        /* 0, 1 or 2 */
-    uint32_t type_code;         /* 0 to 4 */
+    uint16_t reserved;   /* zero */
+    uint32_t class_code; /* 0, 1 or 2 */
+    uint32_t type_code;  /* 0 to 4 */
 } ridgex_device_info;
 
 typedef struct ridgex_device_status {
@@ -190,8 +190,8 @@ typedef struct ridgex_capture_callback_data {
     uint32_t error; /* status of this capture */
     ridgex_capture_param capture_parm;
     ridgex_capture_result capture_result;
-    uint32_t image_size;  /* 0 unless capture_result.success */
-    uint8_t* image_data;  /* points behind this record, or null */
+    uint32_t image_size; /* 0 unless capture_result.success */
+    uint8_t* image_data; /* points behind this record, or null */
 } ridgex_capture_callback_data;
 
 #define RIDGEX_CAPTURE_CALLBACK_DATA_SIZE 72u
@@ -206,17 +206,16 @@ RIDGEX_API ridgex_result ridgex_cancel(ridgex_handle dev);
 RIDGEX_API ridgex_result ridgex_capture(ridgex_handle dev, ridgex_capture_param* capture_parm,
                                         uint32_t timeout, ridgex_capture_result* capture_result,
                                         uint32_t* image_size, uint8_t* image_data);
-RIDGEX_API ridgex_result ridgex_capture_async(ridgex_handle dev,
-                                              ridgex_capture_param* capture_parm, void* context,
-                                              ridgex_async_callback callback);
+RIDGEX_API ridgex_result ridgex_capture_async(ridgex_handle dev, ridgex_capture_param* capture_parm,
+                                              void* context, ridgex_async_callback callback);
 RIDGEX_API ridgex_result ridgex_close(ridgex_handle dev);
 RIDGEX_API ridgex_result ridgex_exit(void);
 RIDGEX_API ridgex_result ridgex_get_device_capabilities(ridgex_handle dev,
                                                         ridgex_device_caps* dev_caps);
 RIDGEX_API ridgex_result ridgex_get_device_status(ridgex_handle dev,
                                                   ridgex_device_status* dev_status);
-RIDGEX_API ridgex_result ridgex_get_parameter(ridgex_handle dev, uint32_t parm_id,
-                                              uint32_t size, uint8_t* buffer);
+RIDGEX_API ridgex_result ridgex_get_parameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                              uint8_t* buffer);
 RIDGEX_API ridgex_result ridgex_get_stream_image(ridgex_handle dev,
                                                  ridgex_capture_param* capture_parm,
                                                  ridgex_capture_result* capture_result,
@@ -234,8 +233,8 @@ RIDGEX_API ridgex_result ridgex_open(const char* dev_name, ridgex_handle* pdev);
 RIDGEX_API ridgex_result ridgex_open_ext(const char* dev_name, uint32_t prio, ridgex_handle* pdev);
 RIDGEX_API ridgex_result ridgex_query_devices(uint32_t* dev_cnt, ridgex_device_info* dev_infos);
 RIDGEX_API ridgex_result ridgex_reset(ridgex_handle dev);
-RIDGEX_API ridgex_result ridgex_set_parameter(ridgex_handle dev, uint32_t parm_id,
-                                              uint32_t size, uint8_t* buffer);
+RIDGEX_API ridgex_result ridgex_set_parameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
+                                              uint8_t* buffer);
 RIDGEX_API ridgex_result ridgex_start_stream(ridgex_handle dev);
 RIDGEX_API ridgex_result ridgex_stop_stream(ridgex_handle dev);
 RIDGEX_API void ridgex_trace(void* scope, const char* format);
@@ -249,8 +248,8 @@ RIDGEX_API ridgex_result ridgex_version(ridgex_version_info* version);
  * itself: the pad image of a reader. Follows the buffer protocol. */
 typedef ridgex_result (*ridgex_capture_pad_image_fn)(ridgex_handle dev, uint32_t image_proc,
                                                      uint32_t* reserved1, uint32_t* reserved2,
-                                                     ridgex_image_info* info,
-                                                     uint32_t* image_size, uint8_t* image_data);
+                                                     ridgex_image_info* info, uint32_t* image_size,
+                                                     uint8_t* image_data);
 
 /* The layouts are wire formats: pin every size and offset. */
 #if defined(__cplusplus)
@@ -260,8 +259,7 @@ typedef ridgex_result (*ridgex_capture_pad_image_fn)(ridgex_handle dev, uint32_t
 #endif
 #define RIDGEX_ASSERT_AT(type, field, offset) \
     RIDGEX_STATIC_ASSERT(offsetof(type, field) == (offset), #type "." #field " offset")
-#define RIDGEX_ASSERT_SIZE(type, bytes) \
-    RIDGEX_STATIC_ASSERT(sizeof(type) == (bytes), #type " size")
+#define RIDGEX_ASSERT_SIZE(type, bytes) RIDGEX_STATIC_ASSERT(sizeof(type) == (bytes), #type " size")
 
 RIDGEX_ASSERT_SIZE(ridgex_version_info, 28);
 RIDGEX_ASSERT_AT(ridgex_version_info, lib_major, 4);

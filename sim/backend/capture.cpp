@@ -146,25 +146,39 @@ bool begin_capture(session_t& session, reader_state_t& state) {
     return true;
 }
 
+// What a capture and a stream image test first: the records, the image
+// asked for, and the room, before any waiting, so that a call without room
+// only learns the size.
+ridgex_result check_request(const reader_config& reader, ridgex_capture_param* capture_parm,
+                            ridgex_capture_result* capture_result, uint32_t* image_size,
+                            uint8_t* image_data, std::optional<geometry>& image) {
+    if (!records_valid(capture_parm, capture_result, image_size, image_data)) {
+        return RIDGEX_E_INVALID_PARAMETER;
+    }
+    image = requested_geometry(reader, *capture_parm);
+    if (!image) {
+        return RIDGEX_E_INVALID_PARAMETER;
+    }
+    prepare_result(*capture_result, *image);
+    if (*image_size < image->bytes()) {
+        *image_size = image->bytes();
+        return RIDGEX_E_MORE_DATA;
+    }
+    return RIDGEX_SUCCESS;
+}
+
 }  // namespace
 
 ridgex_result capture(session_t& session, ridgex_capture_param* capture_parm, uint32_t timeout,
                       ridgex_capture_result* capture_result, uint32_t* image_size,
                       uint8_t* image_data) {
-    if (!records_valid(capture_parm, capture_result, image_size, image_data)) {
-        return RIDGEX_E_INVALID_PARAMETER;
-    }
     backend_state& backend = backend_state::instance();
     const reader_config& reader = backend.reader_config_of(session);
-    const std::optional<geometry> image = requested_geometry(reader, *capture_parm);
-    if (!image) {
-        return RIDGEX_E_INVALID_PARAMETER;
-    }
-    prepare_result(*capture_result, *image);
-    // Before any waiting: a call without room only learns the size.
-    if (*image_size < image->bytes()) {
-        *image_size = image->bytes();
-        return RIDGEX_E_MORE_DATA;
+    std::optional<geometry> image;
+    if (const ridgex_result status =
+            check_request(reader, capture_parm, capture_result, image_size, image_data, image);
+        status != RIDGEX_SUCCESS) {
+        return status;
     }
     reader_state_t& state = backend.reader(session.reader);
     if (!begin_capture(session, state)) {
@@ -225,14 +239,11 @@ ridgex_result stream_image(session_t& session, ridgex_capture_param* capture_par
         return RIDGEX_E_FAILURE;
     }
     const reader_config& reader = backend.reader_config_of(session);
-    const std::optional<geometry> image = requested_geometry(reader, *capture_parm);
-    if (!image) {
-        return RIDGEX_E_INVALID_PARAMETER;
-    }
-    prepare_result(*capture_result, *image);
-    if (*image_size < image->bytes()) {
-        *image_size = image->bytes();
-        return RIDGEX_E_MORE_DATA;
+    std::optional<geometry> image;
+    if (const ridgex_result status =
+            check_request(reader, capture_parm, capture_result, image_size, image_data, image);
+        status != RIDGEX_SUCCESS) {
+        return status;
     }
     deliver_image(reader, *image, *capture_result, image_size, image_data);
     return RIDGEX_SUCCESS;

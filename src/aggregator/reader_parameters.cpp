@@ -72,22 +72,27 @@ ridgex_result SwitchLiveness(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT& conte
     return RIDGEX_SUCCESS;
 }
 
+// What both parameter operations test before they touch the byte: the
+// liveness switch exists only where pad images can be scored.
+ridgex_result CheckParameter(const AGGREGATOR_DEVICE_CONTEXT& context, uint32_t parm_id,
+                             uint32_t size, const uint8_t* buffer) {
+    if (parm_id == RIDGEX_PARMID_PAD_ENABLE && HasNoScoring(context)) {
+        return RIDGEX_E_NOT_IMPLEMENTED;
+    }
+    return HasByte(size, buffer) ? RIDGEX_SUCCESS : RIDGEX_E_INVALID_PARAMETER;
+}
+
 }  // namespace
 
 ridgex_result CLibAggregator::SetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
                                            uint8_t* buffer) {
     return OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) -> ridgex_result {
-        if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
-            if (HasNoScoring(context)) {
-                return RIDGEX_E_NOT_IMPLEMENTED;
-            }
-            if (!HasByte(size, buffer)) {
-                return RIDGEX_E_INVALID_PARAMETER;
-            }
-            return SwitchLiveness(dev, context, buffer[0] != 0);
+        if (const ridgex_result status = CheckParameter(context, parm_id, size, buffer);
+            status != RIDGEX_SUCCESS) {
+            return status;
         }
-        if (!HasByte(size, buffer)) {
-            return RIDGEX_E_INVALID_PARAMETER;
+        if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
+            return SwitchLiveness(dev, context, buffer[0] != 0);
         }
         // One global rate, whichever reader's handle carried it.
         SpoofDetector::Instance().setFar(buffer[0]);
@@ -98,21 +103,16 @@ ridgex_result CLibAggregator::SetParameter(ridgex_handle dev, uint32_t parm_id, 
 ridgex_result CLibAggregator::GetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
                                            uint8_t* buffer) {
     return OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) -> ridgex_result {
+        if (const ridgex_result status = CheckParameter(context, parm_id, size, buffer);
+            status != RIDGEX_SUCCESS) {
+            return status;
+        }
         if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
-            if (HasNoScoring(context)) {
-                return RIDGEX_E_NOT_IMPLEMENTED;
-            }
-            if (!HasByte(size, buffer)) {
-                return RIDGEX_E_INVALID_PARAMETER;
-            }
             const liveness_list_t& list = LivenessList();
             buffer[0] = Find(list, dev) < list.count ? 1 : 0;
-            return RIDGEX_SUCCESS;
+        } else {
+            buffer[0] = SpoofDetector::Instance().getFar();
         }
-        if (!HasByte(size, buffer)) {
-            return RIDGEX_E_INVALID_PARAMETER;
-        }
-        buffer[0] = SpoofDetector::Instance().getFar();
         return RIDGEX_SUCCESS;
     });
 }

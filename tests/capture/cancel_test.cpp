@@ -109,19 +109,12 @@ TEST_F(CancelBlockingCapture, MissedRequestIsRepeatedEveryRound) {
     // The capture goes into the backend only after the first request came
     // and was lost; the next round tells the backend again.
     const ridgex_handle dev = Start(Reader("r0", "finger = manual"), "r0", true);
-    std::atomic<bool> entered{false};
-    std::atomic<bool> release{false};
-    interposed::before_capture = [&](uint32_t room) {
-        if (room != 0) {
-            entered = true;
-            Eventually([&] { return release.load(); });
-        }
-    };
+    capture_gate gate(capture_gate::holds::captures);
     capture_thread capture(dev);
-    ASSERT_TRUE(Eventually([&] { return entered.load(); }));
+    ASSERT_TRUE(gate.WaitEntered());
     auto cancelled = std::async(std::launch::async, [&] { return ridgex_cancel(dev); });
     ASSERT_TRUE(Eventually([] { return SimCount("cancel") == 1; }));
-    release = true;
+    gate.Release();
     ASSERT_TRUE(WaitCapturing(0));
     const auto begin = clock_type::now();
     EXPECT_EQ(cancelled.get(), RIDGEX_SUCCESS);
@@ -182,23 +175,16 @@ TEST_F(CancelBlockingCapture, CloseFromASignalHandlerClosesOnTheCapturingThread)
 
 TEST_F(CancelAsyncCapture, WhileStartingEndsTheSeriesBehindItsFirstCallback) {
     const ridgex_handle dev = Start(Reader("r0"), "r0", true);
-    std::atomic<bool> probing{false};
-    std::atomic<bool> release{false};
-    interposed::before_capture = [&](uint32_t room) {
-        if (room == 0) {
-            probing = true;
-            Eventually([&] { return release.load(); });
-        }
-    };
+    capture_gate gate(capture_gate::holds::size_probes);
     async_recorder recorder;
     auto started = std::async(std::launch::async, [&] { return recorder.Start(dev); });
-    ASSERT_TRUE(Eventually([&] { return probing.load(); }));
+    ASSERT_TRUE(gate.WaitEntered());
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY) << "the starting series holds the reader";
     const auto begin = clock_type::now();
     EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
     EXPECT_LT(clock_type::now() - begin, 100ms) << "no thread yet, nothing to wait for";
     EXPECT_EQ(SimCount("cancel"), 1u);
-    release = true;
+    gate.Release();
     EXPECT_EQ(started.get(), RIDGEX_SUCCESS);
     ASSERT_TRUE(recorder.WaitFor(1));
     ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));

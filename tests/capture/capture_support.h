@@ -154,6 +154,34 @@ struct interposed {
     static void Reset();
 };
 
+// Holds captures at the backend's door, through interposed::before_capture:
+// those with room, or else the size probes of asynchronous starts, wait
+// there until Release.
+class capture_gate {
+  public:
+    enum class holds { captures, size_probes };
+
+    explicit capture_gate(holds which) {
+        interposed::before_capture = [this, which](uint32_t room) {
+            if ((room == 0) == (which == holds::size_probes)) {
+                entered_ = true;
+                Eventually([this] { return released_.load(); });
+            }
+        };
+    }
+    capture_gate(const capture_gate&) = delete;
+    capture_gate& operator=(const capture_gate&) = delete;
+
+    bool WaitEntered() {
+        return Eventually([this] { return entered_.load(); });
+    }
+    void Release() { released_ = true; }
+
+  private:
+    std::atomic<bool> entered_{false};
+    std::atomic<bool> released_{false};
+};
+
 // Starts the library with one backend in slot 1 and opens its readers.
 class capture_fixture : public ::testing::Test {
   protected:

@@ -137,18 +137,11 @@ TEST_F(Capture, SecondCaptureOnABusyReaderIsRefusedAtOnce) {
 TEST_F(Capture, StatusIsBusyBeforeTheBackendKnows) {
     // The capture holds the busy lock while the backend still reports ready.
     const ridgex_handle dev = Start(Reader("r0"), "r0", true);
-    std::atomic<bool> entered{false};
-    std::atomic<bool> release{false};
-    interposed::before_capture = [&](uint32_t room) {
-        if (room != 0) {
-            entered = true;
-            Eventually([&] { return release.load(); });
-        }
-    };
+    capture_gate gate(capture_gate::holds::captures);
     capture_thread capture(dev);
-    ASSERT_TRUE(Eventually([&] { return entered.load(); }));
+    ASSERT_TRUE(gate.WaitEntered());
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY);
-    release = true;
+    gate.Release();
     ASSERT_TRUE(capture.Join());
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
 }
