@@ -126,6 +126,7 @@ TEST_F(TraceTest, NegativeVerbositySilencesScopesButNotFailures) {
 }
 
 struct FilterCase {
+    const char* name;
     const char* lists;  // registry sections, with MODULE for this program's module name
     bool traced;
 };
@@ -161,31 +162,39 @@ INSTANTIATE_TEST_SUITE_P(
     Lists, TraceFilter,
     ::testing::Values(
         // Names compare without regard to case.
-        FilterCase{"", true},
+        FilterCase{"NoLists", "", true},
         FilterCase{
+            "ExcludedInAnyCase",
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"UPPER\"=\"\"\n",
             false},
-        FilterCase{"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"UPPER\"=\"\"\n",
+        FilterCase{"IncludedInAnyCase",
+                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"UPPER\"=\"\"\n",
                    true},
-        FilterCase{"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n",
+        FilterCase{"OnlyOthersIncluded",
+                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n",
                    false},
         // Components beats ComponentsNOT, in whichever order the file holds them.
         FilterCase{
+            "IncludeBeatsLaterExclude",
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n"
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"MODULE\"=\"\"\n",
             true},
         FilterCase{
+            "IncludeBeatsEarlierExclude",
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"MODULE\"=\"\"\n"
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n",
             true},
         // A name behind another in Components still enables.
-        FilterCase{"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n"
+        FilterCase{"IncludedBehindAnother",
+                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n"
                    "\"MODULE\"=dword:0\n",
                    true},
         // An empty Components leaves the verdict of ComponentsNOT.
         FilterCase{
+            "EmptyIncludeLeavesExclude",
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n"
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n",
-            false}));
+            false}),
+    [](const ::testing::TestParamInfo<FilterCase>& info) { return info.param.name; });
 
 }  // namespace
