@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -71,7 +72,9 @@ class sim_config_file {
   public:
     sim_config_file(const std::string& variable, const std::string& text)
         : variable_(variable),
-          path_(std::filesystem::path(testing::TempDir()) / (variable + ".conf")) {
+          // One file per process: ctest runs test processes side by side.
+          path_(std::filesystem::path(testing::TempDir()) /
+                (variable + "-" + std::to_string(::getpid()) + ".conf")) {
         std::ofstream(path_) << text;
         setenv(variable_.c_str(), path_.c_str(), 1);
     }
