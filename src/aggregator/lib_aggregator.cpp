@@ -105,11 +105,24 @@ ridgex_result CLibAggregator::Exit() {
 
 // A client that stops the library right after a cancel or a close may still
 // have a capture thread on its last steps, which touch the reader's record
-// and its signals. Series still running are told to stop, and the threads
-// get a moment to end. Should one not end, its record and signals are left
-// in place: a leak, rather than a thread writing into freed memory.
+// and its signals. Those threads get a moment to end first, without a look
+// at the records they are clearing. Series that are still running after it
+// are told to stop, and get a little longer. Should a thread still not end,
+// its record and signals are left in place: a leak, rather than a thread
+// writing into freed memory.
 bool CLibAggregator::StopCaptureThreads(CTraceScope& scope) {
-    constexpr uint32_t kGraceMs = 2000;
+    constexpr uint32_t kEndingMs = 250;
+    constexpr uint32_t kStoppingMs = 2000;
+    auto wait_for_threads = [](uint32_t limit_ms) {
+        for (uint32_t waited = 0; capture_threads_ != 0 && waited < limit_ms; ++waited) {
+            platform::sleep_ms(1);
+        }
+        return capture_threads_ == 0;
+    };
+    if (wait_for_threads(kEndingMs)) {
+        return true;
+    }
+    // What still runs blocks in its backend's capture, away from its record.
     backend_slot_t* table = backend_table_.load();
     for (size_t i = 0; i < context_table_.count; ++i) {
         AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
@@ -118,13 +131,10 @@ bool CLibAggregator::StopCaptureThreads(CTraceScope& scope) {
             SlotBackend(table[context->lib_index])->Cancel(context->handle);
         }
     }
-    for (uint32_t waited = 0; capture_threads_ != 0 && waited < kGraceMs; ++waited) {
-        platform::sleep_ms(1);
+    if (wait_for_threads(kStoppingMs)) {
+        return true;
     }
-    if (capture_threads_ != 0) {
-        scope.Message("!!! %u capture threads still running, their readers stay in memory",
-                      capture_threads_.load());
-        return false;
-    }
-    return true;
+    scope.Message("!!! %u capture threads still running, their readers stay in memory",
+                  capture_threads_.load());
+    return false;
 }

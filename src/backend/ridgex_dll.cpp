@@ -38,6 +38,7 @@ bool ridgex_dll_t::Load(const char* name) {
     module_ = platform::load_library(name);
     if (module_ == nullptr) {
         scope.Message("!!! cannot load library");
+        scope.Message("%s", platform::load_error());
         return false;
     }
     if (ResolveEntryPoints(scope)) {

@@ -26,6 +26,11 @@ void* load_library(const char* dll_name) {
     return syscalls().dlopen(library_file_name(dll_name).c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
+const char* load_error() {
+    const char* error = dlerror();
+    return error != nullptr ? error : "";
+}
+
 void* find_symbol(void* lib, const char* name) {
     if (lib == nullptr || name == nullptr) {
         return nullptr;

@@ -15,6 +15,9 @@ std::string library_file_name(const char* dll_name);
 // the same names). Null if it cannot be loaded or `dll_name` is null.
 void* load_library(const char* dll_name);
 
+// Why the last load failed, in the loader's words; "" if it did not.
+const char* load_error();
+
 // Null if `lib` is null or has no such export.
 void* find_symbol(void* lib, const char* name);
 

@@ -149,6 +149,7 @@ TEST_F(CancelBlockingCapture, FromASignalHandlerOnTheCapturingThread) {
     uint32_t size = 0;
     EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_DEVICE_BUSY);
 
+    ASSERT_TRUE(WaitAsleep(capture.tid));
     pthread_kill(capture.native(), SIGUSR1);
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);
@@ -163,6 +164,7 @@ TEST_F(CancelBlockingCapture, CloseFromASignalHandlerClosesOnTheCapturingThread)
     cancel_handler handler(dev, true);
     capture_thread capture(dev);
     ASSERT_TRUE(WaitCapturing(0));
+    ASSERT_TRUE(WaitAsleep(capture.tid));
     pthread_kill(capture.native(), SIGUSR1);
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);

@@ -18,6 +18,7 @@
 #include "ridgex.h"
 #include "ridgex_sim.h"
 #include "support/sim_backends.h"
+#include "support/thread_asleep.h"
 
 namespace capture_test {
 

@@ -16,11 +16,10 @@ ridgex_handle StartWaitingSeries(sim_backends& sims) {
     sims.slot(kSlot, Reader("r0", "finger = manual\n"));
     ridgex_handle dev = nullptr;
     ridgex_capture_param parm = Param();
-    if (sims.start() != RIDGEX_SUCCESS || ridgex_open("$01$r0", &dev) != RIDGEX_SUCCESS ||
-        ridgex_capture_async(dev, &parm, nullptr, Ignore) != RIDGEX_SUCCESS || !WaitCapturing(0)) {
-        return nullptr;
-    }
-    return dev;
+    EXPECT_EQ(sims.start(), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_open("$01$r0", &dev), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_capture_async(dev, &parm, nullptr, Ignore), RIDGEX_SUCCESS);
+    return WaitCapturing(0) ? dev : nullptr;
 }
 
 TEST(ExitWithCaptureThreads, StopRightAfterClosingASeries) {

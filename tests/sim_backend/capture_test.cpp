@@ -3,11 +3,13 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
 
 #include "sim_library.h"
+#include "support/thread_asleep.h"
 
 namespace {
 
@@ -145,7 +147,13 @@ TEST_F(SimCapture, CancelInASignalHandlerOnTheCapturingThread) {
     sigaction(SIGUSR2, &action, &previous);
 
     outcome out{};
-    std::thread capturing = capture_in_background(signalled_dev, out);
+    std::atomic<pid_t> capturing_thread{0};
+    std::thread capturing([&] {
+        capturing_thread = gettid();
+        out = capture(signalled_dev, 5000);
+    });
+    EXPECT_EQ(sim.sim_wait_capturing(0, 5000), 1);
+    EXPECT_TRUE(WaitAsleep(capturing_thread));
     pthread_kill(capturing.native_handle(), SIGUSR2);
     capturing.join();
     sigaction(SIGUSR2, &previous, nullptr);

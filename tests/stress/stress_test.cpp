@@ -280,8 +280,14 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
             if (wait_capturing(kSignalledReader, 20) != 1) {
                 continue;
             }
-            pthread_kill(target_thread, SIGUSR1);
-            while (!stop && SimCount(2, "capture", kSignalledReader) == before) {
+            // Again every 50 ms until the capture has ended: ThreadSanitizer
+            // holds back a signal that comes while the thread still runs
+            // towards its wait, until the thread's next library call.
+            for (int waited = 0; !stop && SimCount(2, "capture", kSignalledReader) == before;
+                 ++waited) {
+                if (waited % 500 == 0) {
+                    pthread_kill(target_thread, SIGUSR1);
+                }
                 std::this_thread::sleep_for(100us);
             }
         }
