@@ -5,7 +5,6 @@
 // its own callback, and closes in the same places.
 #include <pthread.h>
 #include <signal.h>
-#include <time.h>
 
 #include <future>
 
@@ -22,18 +21,12 @@ using CancelAsyncCapture = capture_fixture;
 std::atomic<ridgex_handle> handler_dev{nullptr};
 std::atomic<bool> handler_closes{false};
 std::atomic<ridgex_result> handler_result{0xFFFFFFFFu};
-std::atomic<int64_t> handler_ns{-1};
-
-int64_t NowNs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec;
-}
+std::atomic<clock_type::duration> handler_time{clock_type::duration::max()};
 
 void OnSignal(int) {
-    const int64_t begin = NowNs();
+    const auto begin = clock_type::now();
     handler_result = handler_closes ? ridgex_close(handler_dev) : ridgex_cancel(handler_dev);
-    handler_ns = NowNs() - begin;
+    handler_time = clock_type::now() - begin;
 }
 
 // Installs OnSignal for SIGUSR1 for the length of a test.
@@ -43,7 +36,7 @@ class cancel_handler {
         handler_dev = dev;
         handler_closes = close;
         handler_result = 0xFFFFFFFFu;
-        handler_ns = -1;
+        handler_time = clock_type::duration::max();
         struct sigaction action = {};
         action.sa_handler = OnSignal;
         sigemptyset(&action.sa_mask);
@@ -63,18 +56,12 @@ void ExpectCancelled(const capture_thread& capture) {
     EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED);
 }
 
-TEST_F(Cancel, UnknownHandle) {
-    ASSERT_NE(Start(Reader("r0")), nullptr);
+TEST_F(Cancel, IdleReaderIsLeftAloneAndUnknownHandlesRefused) {
+    const ridgex_handle dev = Start(Reader("r0"));
+    EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 100ms);
+    EXPECT_EQ(SimCount("cancel"), 0u);
     EXPECT_EQ(ridgex_cancel(Handle(5)), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(ridgex_cancel(nullptr), RIDGEX_E_INVALID_DEVICE);
-}
-
-TEST_F(Cancel, IdleReaderIsLeftAlone) {
-    const ridgex_handle dev = Start(Reader("r0"));
-    const auto begin = clock_type::now();
-    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
-    EXPECT_LT(clock_type::now() - begin, 100ms);
-    EXPECT_EQ(SimCount("cancel"), 0u);
 }
 
 TEST_F(Cancel, StreamGoesOn) {
@@ -87,8 +74,7 @@ TEST_F(Cancel, StreamGoesOn) {
     std::vector<uint8_t> image(kImageBytes);
     uint32_t size = kImageBytes;
     EXPECT_EQ(ridgex_get_stream_image(dev, &parm, &result, &size, image.data()), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, image.data()), RIDGEX_E_DEVICE_BUSY)
-        << "the stream still holds the reader";
+    EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY) << "the stream still holds the reader";
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
 }
 
@@ -96,9 +82,8 @@ TEST_F(CancelBlockingCapture, FromAnotherThreadReturnsOnceTheCaptureLeftTheBacke
     const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
     capture_thread capture(dev);
     ASSERT_TRUE(WaitCapturing(0));
-    const auto begin = clock_type::now();
-    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
-    EXPECT_LT(clock_type::now() - begin, 400ms) << "the finish signal, not a round, ends the wait";
+    EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 400ms)
+        << "the finish signal, not a round, ends the wait";
     EXPECT_FALSE(IsCapturing(0));
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);
@@ -116,9 +101,7 @@ TEST_F(CancelBlockingCapture, MissedRequestIsRepeatedEveryRound) {
     ASSERT_TRUE(Eventually([] { return SimCount("cancel") == 1; }));
     gate.Release();
     ASSERT_TRUE(WaitCapturing(0));
-    const auto begin = clock_type::now();
-    EXPECT_EQ(cancelled.get(), RIDGEX_SUCCESS);
-    EXPECT_LT(clock_type::now() - begin, 600ms);
+    EXPECT_LT(Timed([&] { EXPECT_EQ(cancelled.get(), RIDGEX_SUCCESS); }), 600ms);
     EXPECT_GE(SimCount("cancel"), 2u);
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);
@@ -144,18 +127,14 @@ TEST_F(CancelBlockingCapture, FromASignalHandlerOnTheCapturingThread) {
     capture_thread capture(dev);
     ASSERT_TRUE(WaitCapturing(0));
     // A refused second capture leaves the first one's thread in place.
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_DEVICE_BUSY);
+    EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
 
     ASSERT_TRUE(WaitAsleep(capture.tid));
     pthread_kill(capture.native(), SIGUSR1);
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);
     EXPECT_EQ(handler_result.load(), RIDGEX_SUCCESS);
-    EXPECT_GE(handler_ns.load(), 0);
-    EXPECT_LT(handler_ns.load(), 100'000'000) << "the handler must not wait for its own thread";
+    EXPECT_LT(handler_time.load(), 100ms) << "the handler must not wait for its own thread";
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
 }
 
@@ -182,14 +161,13 @@ TEST_F(CancelAsyncCapture, WhileStartingEndsTheSeriesBehindItsFirstCallback) {
     auto started = std::async(std::launch::async, [&] { return recorder.Start(dev); });
     ASSERT_TRUE(gate.WaitEntered());
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY) << "the starting series holds the reader";
-    const auto begin = clock_type::now();
-    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
-    EXPECT_LT(clock_type::now() - begin, 100ms) << "no thread yet, nothing to wait for";
+    EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 100ms)
+        << "no thread yet, nothing to wait for";
     EXPECT_EQ(SimCount("cancel"), 1u);
     gate.Release();
     EXPECT_EQ(started.get(), RIDGEX_SUCCESS);
     ASSERT_TRUE(recorder.WaitFor(1));
-    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    ASSERT_TRUE(EventuallyReady(dev));
     EXPECT_EQ(recorder.Count(), 1u);
 }
 
@@ -198,9 +176,7 @@ TEST_F(CancelAsyncCapture, WhileWaitingForAFingerGivesNoCallback) {
     async_recorder recorder;
     ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
     ASSERT_TRUE(WaitCapturing(0));
-    const auto begin = clock_type::now();
-    EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
-    EXPECT_LT(clock_type::now() - begin, 400ms);
+    EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 400ms);
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY) << "the series has ended on return";
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(recorder.Count(), 0u);
@@ -228,23 +204,23 @@ TEST_F(CancelAsyncCapture, FromInsideTheCallbackReturnsAtOnce) {
     const ridgex_handle dev = Start(Reader("r0"));
     std::atomic<ridgex_result> cancelled{0xFFFFFFFFu};
     std::atomic<ridgex_result> busy{0xFFFFFFFFu};
-    std::atomic<int64_t> cancel_ms{-1};
+    std::atomic<clock_type::duration> cancel_time{clock_type::duration::max()};
+    std::atomic<uint32_t> status_in_callback{99};
     async_recorder recorder;
     recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
         if (call == 1) {
-            const auto begin = clock_type::now();
-            cancelled = ridgex_cancel(dev);
-            cancel_ms =
-                std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin)
-                    .count();
+            // The backend says ready in the callback; the series holds the reader.
+            status_in_callback = Status(dev);
+            cancel_time = Timed([&] { cancelled = ridgex_cancel(dev); });
             async_recorder other;
             busy = other.Start(dev);
         }
     };
     ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
-    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
+    ASSERT_TRUE(EventuallyReady(dev));
     EXPECT_EQ(cancelled.load(), RIDGEX_SUCCESS);
-    EXPECT_LT(cancel_ms.load(), 100);
+    EXPECT_LT(cancel_time.load(), 100ms);
+    EXPECT_EQ(status_in_callback.load(), RIDGEX_STATUS_BUSY);
     EXPECT_EQ(busy.load(), RIDGEX_E_DEVICE_BUSY) << "the reader is busy until the thread ends";
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(recorder.Count(), 1u);

@@ -130,6 +130,33 @@ uint32_t Status(ridgex_handle dev) {
     return status.status;
 }
 
+bool EventuallyReady(ridgex_handle dev) {
+    return Eventually([dev] { return Status(dev) == RIDGEX_STATUS_READY; });
+}
+
+ridgex_result Probe(ridgex_handle dev, ridgex_capture_param parm, ridgex_capture_result* result,
+                    uint32_t* size) {
+    ridgex_capture_result own = Result();
+    uint32_t own_size = 0;
+    return ridgex_capture(dev, &parm, 0, result != nullptr ? result : &own,
+                          size != nullptr ? size : &own_size, nullptr);
+}
+
+clock_type::duration Timed(const std::function<void()>& call) {
+    const auto begin = clock_type::now();
+    call();
+    return clock_type::now() - begin;
+}
+
+void ExpectNoImage(const delivery& seen, uint32_t quality, uint32_t error) {
+    EXPECT_EQ(seen.error, error);
+    EXPECT_EQ(seen.capture_result.success, 0u);
+    EXPECT_EQ(seen.capture_result.quality, quality);
+    EXPECT_EQ(seen.size, 72u);
+    EXPECT_EQ(seen.image_size, 0u);
+    EXPECT_EQ(seen.image_data, nullptr);
+}
+
 capture_thread::capture_thread(ridgex_handle dev, ridgex_capture_param parm, uint32_t timeout)
     : dev_(dev), parm_(parm), timeout_(timeout) {
     pthread_create(&thread_, nullptr, Run, this);

@@ -69,6 +69,14 @@ bool Eventually(const std::function<bool()>& done, std::chrono::milliseconds lim
 // The reader's status as the client sees it, or RIDGEX_STATUS_BUSY + 1 on
 // failure.
 uint32_t Status(ridgex_handle dev);
+bool EventuallyReady(ridgex_handle dev);
+
+// A blocking capture without a buffer: the size probe, or a refusal before it.
+ridgex_result Probe(ridgex_handle dev, ridgex_capture_param parm = Param(),
+                    ridgex_capture_result* result = nullptr, uint32_t* size = nullptr);
+
+// How long `call` took.
+clock_type::duration Timed(const std::function<void()>& call);
 
 // Runs a blocking ridgex_capture on a thread of its own.
 class capture_thread {
@@ -114,6 +122,9 @@ struct delivery {
     std::vector<uint8_t> image;
     pid_t thread;
 };
+
+// A callback that reported a capture without an image.
+void ExpectNoImage(const delivery& seen, uint32_t quality, uint32_t error = RIDGEX_SUCCESS);
 
 // Records every callback of a series; `react` runs inside the callback
 // after the record was taken, with the number of the call (from 1).

@@ -11,11 +11,11 @@ using CaptureChecks = capture_fixture;
 using Capture = capture_fixture;
 using PadImage = capture_fixture;
 
-TEST(CaptureBeforeInit, IsAFailure) {
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(Handle(1), &parm, 0, &result, &size, nullptr), RIDGEX_E_FAILURE);
+TEST(BeforeInit, CaptureFailsAndAsyncFindsNoDevice) {
+    EXPECT_EQ(Probe(Handle(1)), RIDGEX_E_FAILURE);
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(Handle(1)), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(ridgex_cancel(Handle(1)), RIDGEX_E_FAILURE);
 }
 
 TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
@@ -25,48 +25,41 @@ TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
     ridgex_capture_result result = Result();
     uint32_t size = 0;
     uint8_t byte = 0;
-
     EXPECT_EQ(ridgex_capture(nullptr, &parm, 0, &result, &size, nullptr), RIDGEX_E_FAILURE)
         << "handle 0 is a failure here, not an unknown device";
     ridgex_capture_param short_parm = parm;
     short_parm.size = 15;
+    ridgex_capture_result short_result = result;
+    short_result.size = 35;
+    uint32_t room_without_buffer = 1;
     EXPECT_EQ(ridgex_capture(unknown, &short_parm, 0, &result, &size, nullptr),
               RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(ridgex_capture(unknown, nullptr, 0, &result, &size, nullptr),
               RIDGEX_E_INVALID_PARAMETER);
-    ridgex_capture_result short_result = result;
-    short_result.size = 35;
     EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &short_result, &size, nullptr),
               RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(ridgex_capture(unknown, &parm, 0, nullptr, &size, nullptr),
               RIDGEX_E_INVALID_PARAMETER);
-    uint32_t room_without_buffer = 1;
     EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, &room_without_buffer, nullptr),
               RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, nullptr, &byte),
               RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, &size, nullptr), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(Probe(unknown), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(SimCount("capture"), 0u);
 }
 
-TEST_F(Capture, NoRoomAnswersTheSizeAndFreesTheReader) {
-    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
-    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
-    ridgex_capture_result result = Result();
+TEST_F(Capture, AnswersTheSizeThenDeliversTheRecordAndFreesTheReader) {
+    const ridgex_handle dev = Start(Reader("r0", "score = 77"));
+    const ridgex_capture_param iso = Param(RIDGEX_IMG_FMT_ISO19794);
     uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, RIDGEX_TIMEOUT_INFINITE, &result, &size, nullptr),
-              RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(Probe(dev, iso, nullptr, &size), RIDGEX_E_MORE_DATA);
     EXPECT_EQ(size, kIsoHeader + kImageBytes);
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
-}
-
-TEST_F(Capture, DeliversTheRecordAndFreesTheReader) {
-    const ridgex_handle dev = Start(Reader("r0", "score = 77"));
-    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
+    ridgex_capture_param parm = iso;
     for (int round = 0; round < 2; ++round) {
         ridgex_capture_result result = Result();
         std::vector<uint8_t> image(kIsoHeader + kImageBytes, 0x11);
-        uint32_t size = static_cast<uint32_t>(image.size());
+        size = static_cast<uint32_t>(image.size());
         ASSERT_EQ(ridgex_capture(dev, &parm, 1000, &result, &size, image.data()), RIDGEX_SUCCESS);
         EXPECT_EQ(result.success, 1u);
         EXPECT_EQ(result.quality, RIDGEX_QUALITY_GOOD);
@@ -77,34 +70,31 @@ TEST_F(Capture, DeliversTheRecordAndFreesTheReader) {
 }
 
 TEST_F(Capture, OutcomesWithoutAnImage) {
-    const ridgex_handle timeout = Start(Reader("r0", "finger = manual") +
-                                        Reader("r1", "outcome = reject\nreject_quality = 0x40") +
-                                        Reader("r2", "outcome = fail\nfail_status = 0x05BA001F"));
-    const ridgex_handle reject = Open("r1");
-    const ridgex_handle failing = Open("r2");
+    ASSERT_NE(Start(Reader("r0", "finger = manual") +
+                    Reader("r1", "outcome = reject\nreject_quality = 0x40") +
+                    Reader("r2", "outcome = fail\nfail_status = 0x05BA001F")),
+              nullptr);
+    const struct {
+        ridgex_handle dev;
+        ridgex_result status;
+        uint32_t quality;
+    } cases[] = {{Handle(1), RIDGEX_SUCCESS, RIDGEX_QUALITY_TIMED_OUT},
+                 {Open("r1"), RIDGEX_SUCCESS, RIDGEX_QUALITY_CODE_9},
+                 {Open("r2"), RIDGEX_E_DEVICE_FAILURE, 0}};
     ridgex_capture_param parm = Param();
-    std::vector<uint8_t> image(kImageBytes, 0x11);
-
-    ridgex_capture_result result = Result();
-    uint32_t size = kImageBytes;
-    EXPECT_EQ(ridgex_capture(timeout, &parm, 10, &result, &size, image.data()), RIDGEX_SUCCESS);
-    EXPECT_EQ(result.success, 0u);
-    EXPECT_EQ(result.quality, RIDGEX_QUALITY_TIMED_OUT);
-
-    result = Result();
-    size = kImageBytes;
-    EXPECT_EQ(ridgex_capture(reject, &parm, 10, &result, &size, image.data()), RIDGEX_SUCCESS);
-    EXPECT_EQ(result.success, 0u);
-    EXPECT_EQ(result.quality, RIDGEX_QUALITY_CODE_9);
-
-    result = Result();
-    size = kImageBytes;
-    EXPECT_EQ(ridgex_capture(failing, &parm, 10, &result, &size, image.data()),
-              RIDGEX_E_DEVICE_FAILURE);
-    EXPECT_TRUE(std::all_of(image.begin(), image.end(), [](uint8_t b) { return b == 0x11; }));
-    // No outcome leaves the busy lock held.
-    for (ridgex_handle dev : {timeout, reject, failing}) {
-        EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+    for (const auto& c : cases) {
+        std::vector<uint8_t> image(kImageBytes, 0x11);
+        ridgex_capture_result result = Result();
+        uint32_t size = kImageBytes;
+        EXPECT_EQ(ridgex_capture(c.dev, &parm, 10, &result, &size, image.data()), c.status);
+        EXPECT_EQ(result.success, 0u);
+        if (c.status == RIDGEX_SUCCESS) {
+            EXPECT_EQ(result.quality, c.quality);
+        } else {
+            EXPECT_TRUE(
+                std::all_of(image.begin(), image.end(), [](uint8_t b) { return b == 0x11; }));
+        }
+        EXPECT_EQ(Status(c.dev), RIDGEX_STATUS_READY) << "no outcome leaves the lock held";
     }
 }
 
@@ -112,21 +102,17 @@ TEST_F(Capture, SecondCaptureOnABusyReaderIsRefusedAtOnce) {
     const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
     capture_thread first(dev);
     ASSERT_TRUE(WaitCapturing(0));
-
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image(kImageBytes);
-    uint32_t size = kImageBytes;
-    const auto begin = clock_type::now();
-    EXPECT_EQ(ridgex_capture(dev, &parm, RIDGEX_TIMEOUT_INFINITE, &result, &size, image.data()),
-              RIDGEX_E_DEVICE_BUSY);
-    EXPECT_LT(clock_type::now() - begin, 100ms);
+    EXPECT_LT(Timed([&] {
+                  capture_thread second(dev);
+                  ASSERT_TRUE(second.Join());
+                  EXPECT_EQ(second.status, RIDGEX_E_DEVICE_BUSY);
+              }),
+              100ms);
     async_recorder recorder;
     EXPECT_EQ(recorder.Start(dev), RIDGEX_E_DEVICE_BUSY);
     EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_DEVICE_BUSY);
     EXPECT_EQ(SimCount("capture"), 1u) << "the refused calls never reach the backend";
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY);
-
     PlaceFinger(0);
     ASSERT_TRUE(first.Join());
     EXPECT_EQ(first.status, RIDGEX_SUCCESS);
@@ -150,54 +136,40 @@ TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
     const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
     capture_thread running(dev);
     ASSERT_TRUE(WaitCapturing(0));
-
     ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD0);
     ridgex_capture_result result = Result();
-    result.success = 7;
-    result.quality = 7;
-    result.score = 7;
+    result.success = result.quality = result.score = 7;
     uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(Probe(dev, parm, &result, &size), RIDGEX_E_MORE_DATA);
     EXPECT_EQ(size, kImageBytes);
-    EXPECT_EQ(result.success, 0u);
-    EXPECT_EQ(result.quality, 0u);
-    EXPECT_EQ(result.score, 0u);
+    EXPECT_EQ(result.success + result.quality + result.score, 0u);
     std::vector<uint8_t> pad(size);
     EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS);
     EXPECT_EQ(result.success, 1u);
     EXPECT_EQ(result.info.width, kWidth);
     EXPECT_EQ(SimCount("capture"), 1u);
     EXPECT_EQ(SimCount("capture_pad_image"), 2u);
-
     PlaceFinger(0);
     ASSERT_TRUE(running.Join());
     EXPECT_EQ(running.result.success, 1u);
 
     // One above the last pad value is an ordinary capture again.
-    parm.image_proc = RIDGEX_IMG_PROC_PAD2 + 1;
-    size = 0;
-    ridgex_capture(dev, &parm, 0, &result, &size, nullptr);
+    Probe(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2 + 1));
     EXPECT_EQ(SimCount("capture"), 2u);
     EXPECT_EQ(SimCount("capture_pad_image"), 2u);
 }
 
-TEST_F(PadImage, ServedDuringAStream) {
-    const ridgex_handle dev = Start(Reader("r0"));
+TEST_F(PadImage, ServedDuringAStreamAndRefusedWithoutTheExport) {
+    const ridgex_handle dev = Start(Reader("r0") + Reader("r1", "pad_images = no"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
-    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2);
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> pad(kImageBytes);
-    uint32_t size = kImageBytes;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS);
+    capture_thread pad(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2), 0);
+    ASSERT_TRUE(pad.Join());
+    EXPECT_EQ(pad.status, RIDGEX_SUCCESS);
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
-}
 
-TEST_F(PadImage, BackendWithoutPadsSaysNotImplemented) {
-    const ridgex_handle dev = Start(Reader("r0", "pad_images = no"));
-    ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD1);
     ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_NOT_IMPLEMENTED);
+    EXPECT_EQ(Probe(Open("r1"), Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD1), &result),
+              RIDGEX_E_NOT_IMPLEMENTED);
     EXPECT_EQ(result.success, 0u);
 }
 

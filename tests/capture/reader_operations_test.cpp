@@ -13,30 +13,11 @@ using Stream = capture_fixture;
 using Housekeeping = capture_fixture;
 using Parameters = capture_fixture;
 
-TEST_F(DeviceStatus, BusyWhileTheCallbackRuns) {
-    // In the callback the backend captures nothing and says ready; the
-    // series still holds the reader.
-    const ridgex_handle dev = Start(Reader("r0"));
-    std::atomic<uint32_t> seen{99};
-    async_recorder recorder;
-    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
-        if (call == 1) {
-            seen = Status(dev);
-            ridgex_cancel(dev);
-        }
-    };
-    ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
-    ASSERT_TRUE(recorder.WaitFor(1));
-    ASSERT_TRUE(Eventually([&] { return Status(dev) == RIDGEX_STATUS_READY; }));
-    EXPECT_EQ(seen.load(), RIDGEX_STATUS_BUSY);
-}
-
 TEST_F(DeviceStatus, BackendFailurePassesUntouched) {
     const ridgex_handle dev =
         Start("result.get_device_status = RIDGEX_E_DEVICE_FAILURE\n" + Reader("r0"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
     ridgex_device_status status{};
-    std::memset(&status, 0, sizeof(status));
     status.size = sizeof(status);
     EXPECT_EQ(ridgex_get_device_status(dev, &status), RIDGEX_E_DEVICE_FAILURE);
     EXPECT_EQ(status.status, RIDGEX_STATUS_READY) << "no touch-up on a failure";
@@ -47,25 +28,18 @@ TEST_F(Stream, HoldsTheReaderUntilStopped) {
     const ridgex_handle dev = Start(Reader("r0"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_DEVICE_BUSY);
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_DEVICE_BUSY);
+    EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
     async_recorder recorder;
     EXPECT_EQ(recorder.Start(dev), RIDGEX_E_DEVICE_BUSY);
     EXPECT_EQ(SimCount("start_stream"), 1u);
-
     ASSERT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(Probe(dev), RIDGEX_E_MORE_DATA);
 }
 
 TEST_F(Stream, FailedStartLeavesTheReaderFree) {
     const ridgex_handle dev = Start(Reader("r0", "can_stream = 0"));
     EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_NOT_IMPLEMENTED);
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_MORE_DATA);
+    EXPECT_EQ(Probe(dev), RIDGEX_E_MORE_DATA);
 }
 
 TEST_F(Stream, FailedStopStillFreesTheReader) {
@@ -85,10 +59,7 @@ TEST_F(Stream, StopWithoutAStreamLeavesACaptureLocked) {
     ASSERT_TRUE(WaitCapturing(0));
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(SimCount("stop_stream"), 1u);
-    ridgex_capture_param parm = Param();
-    ridgex_capture_result result = Result();
-    uint32_t size = 0;
-    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, nullptr), RIDGEX_E_DEVICE_BUSY);
+    EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
     EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
     ASSERT_TRUE(capture.Join());
 }
@@ -154,23 +125,15 @@ TEST_F(Parameters, AnyOtherIdentifierIsTheFalseAcceptRate) {
     EXPECT_EQ(rate[0], 0);
 }
 
-TEST_F(Parameters, LivenessOffOnAnEmptyListSucceeds) {
+TEST_F(Parameters, LivenessNeedsAReaderThatEnumerationListedButOffAlwaysSucceeds) {
     const ridgex_handle dev = Start(Reader("r0"));
-    uint8_t off = 0;
-    EXPECT_EQ(ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &off), RIDGEX_SUCCESS);
-    uint8_t listed = 0xEE;
-    EXPECT_EQ(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &listed), RIDGEX_SUCCESS);
-    EXPECT_EQ(listed, 0);
-}
-
-TEST_F(Parameters, LivenessNeedsAReaderThatEnumerationListed) {
-    const ridgex_handle dev = Start(Reader("r0"));
-    uint8_t on = 1;
-    EXPECT_EQ(ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &on),
-              RIDGEX_E_NOT_IMPLEMENTED);
-    uint8_t listed = 0xEE;
-    EXPECT_EQ(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &listed), RIDGEX_SUCCESS);
-    EXPECT_EQ(listed, 0);
+    for (uint8_t on : {0, 1}) {
+        EXPECT_EQ(ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &on),
+                  on ? RIDGEX_E_NOT_IMPLEMENTED : RIDGEX_SUCCESS);
+        uint8_t listed = 0xEE;
+        EXPECT_EQ(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &listed), RIDGEX_SUCCESS);
+        EXPECT_EQ(listed, 0);
+    }
 }
 
 }  // namespace
