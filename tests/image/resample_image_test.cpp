@@ -37,15 +37,6 @@ TEST_P(ResampleExamples, CopyPathTakesLeadingBytesWhateverTheWidth) {
     EXPECT_EQ(Run(source, 10, 9, 81, 256, true), Bytes(source.rend() - 81, source.rend()));
 }
 
-TEST_P(ResampleExamples, TurnedCopyStartsWithTheLastPixel) {
-    Bytes source(12);
-    std::iota(source.begin(), source.end(), 100);
-    const Bytes out = Run(source, 4, 4, 12, 256, true);
-    EXPECT_EQ(out.front(), source.back());
-    EXPECT_EQ(out.back(), source.front());
-    EXPECT_EQ(out, Bytes(source.rbegin(), source.rend()));
-}
-
 TEST_P(ResampleExamples, DoubleResolutionTakesMeansWithRemainderDropped) {
     // 3 × 2 source at step 128; the last column and the last row lean on the
     // repeated edge.
@@ -57,12 +48,6 @@ TEST_P(ResampleExamples, DoubleResolutionTakesMeansWithRemainderDropped) {
                          20, 25, 30, 35, 41, 41};
     EXPECT_EQ(Run(source, 3, 6, 24, 128, false), expected);
     EXPECT_EQ(Run(source, 3, 6, 24, 128, true), Bytes(expected.rbegin(), expected.rend()));
-}
-
-TEST_P(ResampleExamples, TurnedScaledPathWritesFirstPixelLast) {
-    const Bytes source{7, 9, 11, 13};  // 2 × 2
-    const Bytes out = Run(source, 2, 3, 9, 170, true);
-    EXPECT_EQ(out.back(), 7);
 }
 
 TEST_P(ResampleExamples, OddStepFollowsTheFormula) {

@@ -1,16 +1,11 @@
 // The whole road through the exports: readers of a simulated backend are
 // enumerated, switched on by parameter 512 and captured, and the simulated
 // scorer tells their pads apart.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "liveness/spoof_detector.h"
-#include "nex_sim.h"
-#include "platform/dynamic_library.h"
+#include "liveness_fixture.h"
 #include "ridgex.h"
 #include "support/sim_backends.h"
 
@@ -21,9 +16,9 @@ constexpr uint32_t kImageBytes = 256 * 360;
 class end_to_end_test : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_NE(scorer, nullptr);
+        ASSERT_NE(scorer.module, nullptr);
         SpoofDetector::module_path.store(RIDGEX_LIB_DIR "/libridgex.so");
-        control<nex_sim_reset_fn>("nex_sim_reset")();
+        scorer.reset();
         sims.slot(1,
                   "[reader]\nname = live\n"
                   "[reader]\nname = fake\nspoof = yes\n"
@@ -36,12 +31,6 @@ class end_to_end_test : public ::testing::Test {
         for (ridgex_handle dev : opened) {
             ridgex_close(dev);
         }
-        platform::free_library(scorer);
-    }
-
-    template <typename F>
-    F control(const char* name) {
-        return reinterpret_cast<F>(platform::find_symbol(scorer, name));
     }
 
     void Enumerate() {
@@ -80,7 +69,7 @@ class end_to_end_test : public ::testing::Test {
         return capture;
     }
 
-    void* scorer = platform::load_library("nex_sdk.dll");
+    scorer_controls scorer;
     sim_backends sims;
     std::vector<ridgex_handle> opened;
 };
@@ -89,10 +78,9 @@ TEST_F(end_to_end_test, LiveFingerPassesAndSpoofIsRefusedWithItsImageErased) {
     const ridgex_handle live = Open("live");
     const ridgex_handle fake = Open("fake");
     ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    EXPECT_EQ(std::string(control<nex_sim_model_path_fn>("nex_sim_model_path")()),
-              RIDGEX_LIB_DIR "/nex_53ov_23.dat");
+    EXPECT_EQ(scorer.model_path(), RIDGEX_LIB_DIR "/nex_53ov_23.dat");
     ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    EXPECT_EQ(control<nex_sim_calls_fn>("nex_sim_calls")("initialize"), 1);  // one model
+    EXPECT_EQ(scorer.calls("initialize"), 1);  // one model
 
     const capture_t good = Capture(live);
     EXPECT_EQ(good.status, RIDGEX_SUCCESS);
@@ -110,14 +98,13 @@ TEST_F(end_to_end_test, LiveFingerPassesAndSpoofIsRefusedWithItsImageErased) {
 TEST_F(end_to_end_test, ClosingTheLastListedReaderStopsTheScorer) {
     const ridgex_handle door = Open("door");
     ASSERT_EQ(Switch(door, 1), RIDGEX_SUCCESS);
-    EXPECT_EQ(std::string(control<nex_sim_model_path_fn>("nex_sim_model_path")()),
-              RIDGEX_LIB_DIR "/model_2.3_tcsc.dat");
+    EXPECT_EQ(scorer.model_path(), RIDGEX_LIB_DIR "/model_2.3_tcsc.dat");
     EXPECT_EQ(Capture(door).result.success, 1u);
     ASSERT_EQ(ridgex_close(door), RIDGEX_SUCCESS);
     opened.clear();
     EXPECT_FALSE(SpoofDetector::Instance().isInitialized());
-    EXPECT_EQ(control<nex_sim_calls_fn>("nex_sim_calls")("destroy_model"), 1);
-    EXPECT_EQ(control<nex_sim_calls_fn>("nex_sim_calls")("destroy"), 1);
+    EXPECT_EQ(scorer.calls("destroy_model"), 1);
+    EXPECT_EQ(scorer.calls("destroy"), 1);
 }
 
 TEST_F(end_to_end_test, ThresholdOutlivesTheLibrarysExit) {

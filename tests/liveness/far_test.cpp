@@ -29,12 +29,6 @@ TEST_F(far_test, RatesGiveTheThresholdOfTheNearestRow) {
     }
 }
 
-TEST_F(far_test, ThresholdStartsAtTheRowOfThreePercent) {
-    // Other tests put it back to rate 3 when they end, which is the start.
-    EXPECT_EQ(detector().getFar(), 3);
-    EXPECT_EQ(threshold_for_rate(3), 361);
-}
-
 TEST_F(far_test, TableIsOrderedAndUnknownThresholdsReadAsRowZero) {
     for (size_t row = 1; row < kFarRowCount; ++row) {
         EXPECT_GT(far_table[row].threshold, far_table[row - 1].threshold) << row;

@@ -1,48 +1,39 @@
 // The simulated scorer on its own: its model files, its score of simulated
 // pads, and the errors of its life cycle.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include "fingerprint.h"
-#include "nex_sim.h"
-#include "platform/dynamic_library.h"
+#include "liveness_fixture.h"
 
 namespace {
 
 class scorer_test : public ::testing::Test {
   protected:
-    template <typename F>
-    F get(const char* name) {
-        return reinterpret_cast<F>(platform::find_symbol(module, name));
-    }
     void SetUp() override {
-        ASSERT_NE(module, nullptr);
-        get<nex_sim_reset_fn>("nex_sim_reset")();
+        ASSERT_NE(sdk.module, nullptr);
+        sdk.reset();
     }
     void TearDown() override {
-        get<nex_sim_reset_fn>("nex_sim_reset")();
-        platform::free_library(module);
+        sdk.reset();
         std::filesystem::remove(scratch);
     }
 
-    int error() { return get<nex_sdk_error_query_fn>("nex_sdk_error_query")(); }
+    int error() { return sdk.get<nex_sdk_error_query_fn>("nex_sdk_error_query")(); }
     // Starts the scorer with a model; the error of the load.
     int start(const std::string& path) {
-        get<nex_sdk_initialize_fn>("nex_sdk_initialize")(path.c_str());
-        get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
+        sdk.get<nex_sdk_initialize_fn>("nex_sdk_initialize")(path.c_str());
+        sdk.get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
         return error();
     }
     int load(const uint8_t* image, int height, int width) {
-        get<nex_sdk_load_image_bytes_fn>("nex_sdk_load_image_bytes")(image, height, width);
+        sdk.get<nex_sdk_load_image_bytes_fn>("nex_sdk_load_image_bytes")(image, height, width);
         return error();
     }
-    int score() { return get<nex_sdk_get_score_fn>("nex_sdk_get_score")(1); }
+    int score() { return sdk.get<nex_sdk_get_score_fn>("nex_sdk_get_score")(1); }
 
-    void* module = platform::load_library("nex_sdk.dll");
+    scorer_controls sdk;
     std::filesystem::path scratch = std::filesystem::temp_directory_path() /
                                     ("nex-sim-model-" + std::to_string(::getpid()) + ".dat");
 };
@@ -88,7 +79,7 @@ TEST_F(scorer_test, ModelFilesThatAreMissingOrMalformedDoNotLoad) {
 
 TEST_F(scorer_test, OperationsOutOfOrderReportTheirErrors) {
     const std::vector<uint8_t> flat(64 * 64, 128);
-    get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
+    sdk.get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
     EXPECT_EQ(error(), NEX_SIM_E_NOT_STARTED);
     EXPECT_EQ(load(flat.data(), 64, 64), NEX_SIM_E_NO_MODEL);
 
@@ -99,10 +90,10 @@ TEST_F(scorer_test, OperationsOutOfOrderReportTheirErrors) {
     ASSERT_EQ(load(flat.data(), 64, 64), 0);
     EXPECT_EQ(score(), 0);  // no texture at all
 
-    get<nex_sdk_destroy_fn>("nex_sdk_destroy_model")();
+    sdk.get<nex_sdk_destroy_fn>("nex_sdk_destroy_model")();
     EXPECT_EQ(score(), -NEX_SIM_E_NO_IMAGE);
-    get<nex_sdk_destroy_fn>("nex_sdk_destroy")();
-    get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
+    sdk.get<nex_sdk_destroy_fn>("nex_sdk_destroy")();
+    sdk.get<nex_sdk_load_model_fn>("nex_sdk_load_model")(0);
     EXPECT_EQ(error(), NEX_SIM_E_NOT_STARTED);
 }
 
