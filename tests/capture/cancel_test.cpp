@@ -121,37 +121,32 @@ TEST_F(CancelBlockingCapture, FailingBackendCancelIsTheResultOnceTheCaptureEnds)
     EXPECT_EQ(capture.result.success, 1u);
 }
 
-TEST_F(CancelBlockingCapture, FromASignalHandlerOnTheCapturingThread) {
-    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
-    cancel_handler handler(dev, false);
-    capture_thread capture(dev);
-    ASSERT_TRUE(WaitCapturing(0));
-    // A refused second capture leaves the first one's thread in place.
-    EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
-
-    ASSERT_TRUE(WaitAsleep(capture.tid));
-    pthread_kill(capture.native(), SIGUSR1);
-    ASSERT_TRUE(capture.Join());
-    ExpectCancelled(capture);
-    EXPECT_EQ(handler_result.load(), RIDGEX_SUCCESS);
-    EXPECT_LT(handler_time.load(), 100ms) << "the handler must not wait for its own thread";
-    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
-}
-
-TEST_F(CancelBlockingCapture, CloseFromASignalHandlerClosesOnTheCapturingThread) {
-    const ridgex_handle dev = Start(Reader("r0", "finger = manual"), "r0", true);
-    cancel_handler handler(dev, true);
-    capture_thread capture(dev);
-    ASSERT_TRUE(WaitCapturing(0));
-    ASSERT_TRUE(WaitAsleep(capture.tid));
-    pthread_kill(capture.native(), SIGUSR1);
-    ASSERT_TRUE(capture.Join());
-    ExpectCancelled(capture);
-    EXPECT_EQ(handler_result.load(), RIDGEX_SUCCESS);
-    EXPECT_EQ(interposed::closes.load(), 1u);
-    EXPECT_EQ(interposed::close_thread.load(), capture.tid.load());
-    EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY + 1) << "the handle is gone";
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_E_INVALID_DEVICE);
+TEST_F(CancelBlockingCapture, CancelAndCloseFromASignalHandlerOnTheCapturingThread) {
+    const ridgex_handle first =
+        Start(Reader("r0", "finger = manual") + Reader("r1", "finger = manual"), "r0", true);
+    for (int32_t close : {0, 1}) {
+        SCOPED_TRACE(close ? "close" : "cancel");
+        const ridgex_handle dev = close ? Open("r1") : first;
+        cancel_handler handler(dev, close);
+        capture_thread capture(dev);
+        ASSERT_TRUE(WaitCapturing(close));
+        // A refused second capture leaves the first one's thread in place.
+        EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
+        ASSERT_TRUE(WaitAsleep(capture.tid));
+        pthread_kill(capture.native(), SIGUSR1);
+        ASSERT_TRUE(capture.Join());
+        ExpectCancelled(capture);
+        EXPECT_EQ(handler_result.load(), RIDGEX_SUCCESS);
+        EXPECT_LT(handler_time.load(), 100ms) << "the handler must not wait for its own thread";
+        if (!close) {
+            EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+            continue;
+        }
+        EXPECT_EQ(interposed::closes.load(), 1u);
+        EXPECT_EQ(interposed::close_thread.load(), capture.tid.load());
+        EXPECT_EQ(Status(dev), RIDGEX_STATUS_BUSY + 1) << "the handle is gone";
+        EXPECT_EQ(ridgex_close(dev), RIDGEX_E_INVALID_DEVICE);
+    }
 }
 
 TEST_F(CancelAsyncCapture, WhileStartingEndsTheSeriesBehindItsFirstCallback) {

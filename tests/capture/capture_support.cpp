@@ -101,11 +101,6 @@ bool IsCapturing(int32_t reader) {
     return WaitCapturing(reader, 0);
 }
 
-uint32_t OpenBackendHandles() {
-    auto open_handles = Control<ridgex_sim_open_handles_fn>("ridgex_sim_open_handles");
-    return open_handles != nullptr ? open_handles() : 0xFFFFFFFFu;
-}
-
 std::string Reader(const std::string& name, const std::string& settings) {
     return "[reader]\nname = " + name + "\n" + settings + (settings.empty() ? "" : "\n");
 }

@@ -29,8 +29,7 @@ constexpr uint32_t kSlot = 1;
 
 // Default geometry of a simulated reader.
 constexpr uint32_t kWidth = 256;
-constexpr uint32_t kHeight = 360;
-constexpr uint32_t kImageBytes = kWidth * kHeight;
+constexpr uint32_t kImageBytes = kWidth * 360;
 constexpr uint32_t kIsoHeader = 46;
 
 inline ridgex_handle Handle(uintptr_t value) {
@@ -58,7 +57,6 @@ void Disconnect(int32_t reader);
 bool WaitCapturing(int32_t reader, uint32_t timeout_ms = 5000);
 // True while a capture waits on the reader right now.
 bool IsCapturing(int32_t reader);
-uint32_t OpenBackendHandles();
 
 // A reader section for the configuration file.
 std::string Reader(const std::string& name, const std::string& settings = "");
