@@ -37,18 +37,8 @@ constexpr uint32_t kImageBytes = kSide * kSide;
 constexpr uintptr_t kLargestHandle = 64;
 constexpr int32_t kSignalledReader = 2;
 
-struct reader_name {
-    uint32_t slot;
-    const char* name;
-};
-
-constexpr std::array<reader_name, 5> kReaders = {{
-    {1, "$01$quick"},
-    {1, "$01$slow"},
-    {1, "$01$picky"},
-    {2, "$02$late"},
-    {2, "$02$broken"},
-}};
+constexpr std::array<const char*, 5> kReaders = {"$01$quick", "$01$slow", "$01$picky", "$02$late",
+                                                 "$02$broken"};
 
 std::string SmallReader(const std::string& name, const std::string& settings) {
     return "[reader]\nname = " + name + "\nwidth = 64\nheight = 64\n" + settings + "\n";
@@ -146,16 +136,11 @@ void Worker(uint32_t seed, const std::atomic<bool>& stop) {
         switch (random() % 12) {
             case 0:
             case 1: {
-                if (dev != nullptr) {
-                    break;
-                }
                 ridgex_handle opened = nullptr;
-                if (ridgex_open(kReaders[random() % kReaders.size()].name, &opened) !=
-                    RIDGEX_SUCCESS) {
-                    break;
-                }
                 ridgex_handle empty = nullptr;
-                if (!shared_handles[slot].compare_exchange_strong(empty, opened)) {
+                if (dev == nullptr &&
+                    ridgex_open(kReaders[random() % kReaders.size()], &opened) == RIDGEX_SUCCESS &&
+                    !shared_handles[slot].compare_exchange_strong(empty, opened)) {
                     ridgex_close(opened);
                 }
                 break;
