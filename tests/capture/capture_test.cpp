@@ -32,18 +32,20 @@ TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
     ridgex_capture_result short_result = result;
     short_result.size = 35;
     uint32_t room_without_buffer = 1;
-    EXPECT_EQ(ridgex_capture(unknown, &short_parm, 0, &result, &size, nullptr),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, nullptr, 0, &result, &size, nullptr),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &short_result, &size, nullptr),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, nullptr, &size, nullptr),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, &room_without_buffer, nullptr),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture(unknown, &parm, 0, &result, nullptr, &byte),
-              RIDGEX_E_INVALID_PARAMETER);
+    // Each bad argument is found before the unknown handle.
+    const struct {
+        ridgex_capture_param* parm;
+        ridgex_capture_result* result;
+        uint32_t* size;
+        uint8_t* data;
+    } bad[] = {{&short_parm, &result, &size, nullptr},          {nullptr, &result, &size, nullptr},
+               {&parm, &short_result, &size, nullptr},          {&parm, nullptr, &size, nullptr},
+               {&parm, &result, &room_without_buffer, nullptr}, {&parm, &result, nullptr, &byte}};
+    for (const auto& call : bad) {
+        EXPECT_EQ(ridgex_capture(unknown, call.parm, 0, call.result, call.size, call.data),
+                  RIDGEX_E_INVALID_PARAMETER)
+            << &call - bad;
+    }
     EXPECT_EQ(Probe(unknown), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(SimCount("capture"), 0u);
 }

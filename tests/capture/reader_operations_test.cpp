@@ -8,44 +8,36 @@
 namespace capture_test {
 namespace {
 
-using DeviceStatus = capture_fixture;
 using Stream = capture_fixture;
 using Housekeeping = capture_fixture;
 using Parameters = capture_fixture;
 
-TEST_F(DeviceStatus, BackendFailurePassesUntouched) {
-    const ridgex_handle dev =
-        Start("result.get_device_status = RIDGEX_E_DEVICE_FAILURE\n" + Reader("r0"));
-    ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
-    ridgex_device_status status{};
-    status.size = sizeof(status);
-    EXPECT_EQ(ridgex_get_device_status(dev, &status), RIDGEX_E_DEVICE_FAILURE);
-    EXPECT_EQ(status.status, RIDGEX_STATUS_READY) << "no touch-up on a failure";
-    EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
-}
-
-TEST_F(Stream, HoldsTheReaderUntilStopped) {
-    const ridgex_handle dev = Start(Reader("r0"));
+TEST_F(Stream, HoldsTheReaderUntilStoppedAndAFailedStartLeavesItFree) {
+    const ridgex_handle dev = Start(Reader("r0") + Reader("r1", "can_stream = 0"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_DEVICE_BUSY);
     EXPECT_EQ(Probe(dev), RIDGEX_E_DEVICE_BUSY);
     async_recorder recorder;
     EXPECT_EQ(recorder.Start(dev), RIDGEX_E_DEVICE_BUSY);
-    EXPECT_EQ(SimCount("start_stream"), 1u);
+    EXPECT_EQ(SimCount("start_stream", 0), 1u);
     ASSERT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(Probe(dev), RIDGEX_E_MORE_DATA);
+
+    const ridgex_handle no_streams = Open("r1");
+    EXPECT_EQ(ridgex_start_stream(no_streams), RIDGEX_E_NOT_IMPLEMENTED);
+    EXPECT_EQ(Probe(no_streams), RIDGEX_E_MORE_DATA);
 }
 
-TEST_F(Stream, FailedStartLeavesTheReaderFree) {
-    const ridgex_handle dev = Start(Reader("r0", "can_stream = 0"));
-    EXPECT_EQ(ridgex_start_stream(dev), RIDGEX_E_NOT_IMPLEMENTED);
-    EXPECT_EQ(Probe(dev), RIDGEX_E_MORE_DATA);
-}
-
-TEST_F(Stream, FailedStopStillFreesTheReader) {
-    const ridgex_handle dev =
-        Start("result.stop_stream = RIDGEX_E_DEVICE_FAILURE\n" + Reader("r0"));
+TEST_F(Stream, FailuresPassUntouchedAndAFailedStopStillFreesTheReader) {
+    const ridgex_handle dev = Start(
+        "result.get_device_status = RIDGEX_E_DEVICE_FAILURE\n"
+        "result.stop_stream = RIDGEX_E_DEVICE_FAILURE\n" +
+        Reader("r0"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
+    ridgex_device_status status{};
+    status.size = sizeof(status);
+    EXPECT_EQ(ridgex_get_device_status(dev, &status), RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_EQ(status.status, RIDGEX_STATUS_READY) << "no touch-up on a failure";
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_E_DEVICE_FAILURE);
     // The backend still streams, but the library no longer holds the reader:
     // the next start reaches the backend.
