@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "platform/syscalls.h"
 #include "platform/utf16.h"
+#include "support/syscall_override.h"
 #include "temp_folder.h"
 
 namespace {
@@ -13,6 +13,8 @@ namespace {
 using platform::registry_key;
 using platform::registry_key_data;
 using platform::registry_view;
+using ridgex_test::Key;
+using ridgex_test::kTracingKey;
 
 constexpr const char* kHeader = "Windows Registry Editor Version 5.00\r\n";
 constexpr const char* kTracing = "SOFTWARE\\Solvane\\Tracing";
@@ -23,42 +25,31 @@ registry_key_data Parse(const std::string& body, const char* path = kTracing) {
     return key;
 }
 
-const platform::registry_value* Find(const registry_key_data& key, const std::string& name) {
-    for (const auto& value : key.values) {
-        if (value.name == name) {
-            return &value;
-        }
-    }
-    return nullptr;
-}
-
-std::vector<uint8_t> Bytes(std::initializer_list<int> list) {
-    return std::vector<uint8_t>(list.begin(), list.end());
-}
+using Bytes = std::vector<uint8_t>;
 
 TEST(RegistryParse, HeaderDecidesWhetherTheFileCounts) {
-    const std::string body = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n";
     registry_key_data key;
-    EXPECT_TRUE(platform::parse_registry_key("REGEDIT4\n" + body, kTracing, &key));
-    EXPECT_TRUE(
-        platform::parse_registry_key("\xEF\xBB\xBF" + std::string(kHeader) + body, kTracing, &key));
-    EXPECT_FALSE(platform::parse_registry_key(body, kTracing, &key));
-    EXPECT_FALSE(platform::parse_registry_key("Windows Registry Editor\n" + body, kTracing, &key));
+    for (const std::string& head :
+         {std::string("REGEDIT4\n"), "\xEF\xBB\xBF" + std::string(kHeader), std::string(kHeader)}) {
+        EXPECT_TRUE(platform::parse_registry_key(head + kTracingKey, kTracing, &key)) << head;
+    }
+    for (const std::string head : {"", "Windows Registry Editor\n"}) {
+        EXPECT_FALSE(platform::parse_registry_key(head + kTracingKey, kTracing, &key)) << head;
+    }
     EXPECT_FALSE(platform::parse_registry_key("", kTracing, &key));
 }
 
 TEST(RegistryParse, KeyExistsWhenNamedOrWhenAKeyBelowIsNamed) {
     registry_key_data key;
-    const std::string deep =
-        std::string(kHeader) + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n";
+    const std::string deep = kHeader + Key("Solvane\\Tracing\\Components");
     EXPECT_TRUE(platform::parse_registry_key(deep, kTracing, &key));
     EXPECT_TRUE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane", &key));
     EXPECT_FALSE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane\\Trac", &key));
     EXPECT_FALSE(platform::parse_registry_key(deep, "SOFTWARE\\Solvane\\Tracing\\Comp", &key));
     // Other hives never count: everything is read below HKEY_LOCAL_MACHINE.
-    const std::string user =
-        std::string(kHeader) + "[HKEY_CURRENT_USER\\SOFTWARE\\Solvane\\Tracing]\n";
-    EXPECT_FALSE(platform::parse_registry_key(user, kTracing, &key));
+    EXPECT_FALSE(platform::parse_registry_key(
+        kHeader + std::string("[HKEY_CURRENT_USER\\SOFTWARE\\Solvane\\Tracing]\n"), kTracing,
+        &key));
 }
 
 TEST(RegistryParse, KeyPathsAndValueNamesIgnoreCase) {
@@ -73,39 +64,37 @@ TEST(RegistryParse, KeyPathsAndValueNamesIgnoreCase) {
 }
 
 TEST(RegistryParse, ValueKinds) {
-    const auto key = Parse(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
-        "\"Dword\"=dword:0000000a\n"
-        "\"Short\"=dword:A\n"
-        "\"Text\"=\"a\\\\b\\\"c\"\n"
-        "\"Empty\"=\"\"\n"
-        "\"Wide\"=\"\xC3\xA9\xF0\x9F\x98\x80\"\n"
-        "\"Expand\"=hex(2):41,00,00\n"
-        "\"Raw\"=hex(1):41,00\n"
-        "\"Binary\"=hex:de,AD , be,ef\n"
-        "\"Dword4\"=hex(4):01,02,03,04\n"
-        "\"Nothing\"=hex:\n"
-        "@=\"default\"\n");
-    ASSERT_EQ(key.values.size(), 11u);
-    EXPECT_EQ(Find(key, "Dword")->type, platform::reg_dword);
-    EXPECT_EQ(Find(key, "Dword")->data, Bytes({10, 0, 0, 0}));
-    EXPECT_EQ(Find(key, "Short")->data, Bytes({10, 0, 0, 0}));
-    // Quoted text is stored as UTF-16LE with its NUL, so its size is even.
-    EXPECT_EQ(Find(key, "Text")->type, platform::reg_sz);
-    EXPECT_EQ(Find(key, "Text")->data, Bytes({'a', 0, '\\', 0, 'b', 0, '"', 0, 'c', 0, 0, 0}));
-    EXPECT_EQ(Find(key, "Empty")->data, Bytes({0, 0}));
-    EXPECT_EQ(Find(key, "Wide")->data,
-              Bytes({0xE9, 0x00, 0x3D, 0xD8, 0x00, 0xDE, 0, 0}));  // e-acute, then a pair
-    EXPECT_EQ(Find(key, "Expand")->type, platform::reg_expand_sz);
-    EXPECT_EQ(Find(key, "Expand")->data, Bytes({0x41, 0, 0}));  // odd size kept as given
-    EXPECT_EQ(Find(key, "Raw")->type, platform::reg_sz);
-    EXPECT_EQ(Find(key, "Raw")->data, Bytes({0x41, 0}));  // no terminator kept as given
-    EXPECT_EQ(Find(key, "Binary")->type, platform::reg_binary);
-    EXPECT_EQ(Find(key, "Binary")->data, Bytes({0xDE, 0xAD, 0xBE, 0xEF}));
-    EXPECT_EQ(Find(key, "Dword4")->type, platform::reg_dword);
-    EXPECT_TRUE(Find(key, "Nothing")->data.empty());
-    ASSERT_NE(Find(key, ""), nullptr);
-    EXPECT_EQ(Find(key, "")->type, platform::reg_sz);
+    // Quoted text is stored as UTF-16LE with its NUL, so its size is even;
+    // hex(2) and hex(1) keep their bytes as given, odd or unterminated.
+    using namespace platform;
+    const struct {
+        const char* line;
+        uint32_t type;
+        Bytes data;
+    } cases[] = {
+        {"\"Dword\"=dword:0000000a", reg_dword, {10, 0, 0, 0}},
+        {"\"Short\"=dword:A", reg_dword, {10, 0, 0, 0}},
+        {"\"Text\"=\"a\\\\b\\\"c\"", reg_sz, {'a', 0, '\\', 0, 'b', 0, '"', 0, 'c', 0, 0, 0}},
+        {"\"Empty\"=\"\"", reg_sz, {0, 0}},
+        {"\"Wide\"=\"\xC3\xA9\xF0\x9F\x98\x80\"", reg_sz, {0xE9, 0, 0x3D, 0xD8, 0, 0xDE, 0, 0}},
+        {"\"Expand\"=hex(2):41,00,00", reg_expand_sz, {0x41, 0, 0}},
+        {"\"Raw\"=hex(1):41,00", reg_sz, {0x41, 0}},
+        {"\"Binary\"=hex:de,AD , be,ef", reg_binary, {0xDE, 0xAD, 0xBE, 0xEF}},
+        {"\"Dword4\"=hex(4):01,02,03,04", reg_dword, {1, 2, 3, 4}},
+        {"\"Nothing\"=hex:", reg_binary, {}},
+        {"@=\"d\"", reg_sz, {'d', 0, 0, 0}},
+    };
+    std::string body = kTracingKey;
+    for (const auto& c : cases) {
+        body += std::string(c.line) + "\n";
+    }
+    const auto key = Parse(body);
+    ASSERT_EQ(key.values.size(), std::size(cases));
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(key.values[i].type, cases[i].type) << cases[i].line;
+        EXPECT_EQ(key.values[i].data, cases[i].data) << cases[i].line;
+    }
+    EXPECT_EQ(key.values.back().name, "");  // "@" is the key's default value
 }
 
 TEST(RegistryParse, HexListsContinueOverLines) {
@@ -115,43 +104,41 @@ TEST(RegistryParse, HexListsContinueOverLines) {
         "  6d,00,\\\r\n"
         "  00,00\r\n"
         "\"After\"=dword:1\r\n");
-    EXPECT_EQ(Find(key, "FileName")->data, Bytes({0x2f, 0, 0x74, 0, 0x6d, 0, 0, 0}));
-    EXPECT_NE(Find(key, "After"), nullptr);
+    ASSERT_EQ(key.values.size(), 2u);
+    EXPECT_EQ(key.values[0].data, Bytes({0x2f, 0, 0x74, 0, 0x6d, 0, 0, 0}));
+    EXPECT_EQ(key.values[1].name, "After");
 }
 
 TEST(RegistryParse, MalformedLinesAreSkippedAndTheRestCounts) {
-    const auto key = Parse(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
-        "; a comment\n"
-        "\"TooLong\"=dword:123456789\n"
-        "\"NotHex\"=dword:xyz\n"
-        "\"Open\"=\"no end\n"
-        "\"BadEscape\"=\"C:\\Temp\"\n"
-        "\"BadByte\"=hex:1,2,300\n"
-        "\"BadType\"=hex(z):01\n"
-        "\"Garbage\"=qword:1\n"
-        "\"NoEquals\" dword:1\n"
-        "NoQuotes=dword:1\n"
-        "\"Deleted\"=-\n"
-        "\"BadUtf8\"=\"\xC3\x28\"\n"
-        "\xFF\xFE garbage \x01\n"
-        "\"Good\"=dword:00000007\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\n"
-        "\"InCutSection\"=dword:1\n"
-        "[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
-        "\"InDeletion\"=dword:1\n");
+    const auto key = Parse(kTracingKey +
+                           "; a comment\n"
+                           "\"TooLong\"=dword:123456789\n"
+                           "\"NotHex\"=dword:xyz\n"
+                           "\"Open\"=\"no end\n"
+                           "\"BadEscape\"=\"C:\\Temp\"\n"
+                           "\"BadByte\"=hex:1,2,300\n"
+                           "\"BadType\"=hex(z):01\n"
+                           "\"Garbage\"=qword:1\n"
+                           "\"NoEquals\" dword:1\n"
+                           "NoQuotes=dword:1\n"
+                           "\"Deleted\"=-\n"
+                           "\"BadUtf8\"=\"\xC3\x28\"\n"
+                           "\xFF\xFE garbage \x01\n"
+                           "\"Good\"=dword:00000007\n"
+                           "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\n"
+                           "\"InCutSection\"=dword:1\n"
+                           "[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n"
+                           "\"InDeletion\"=dword:1\n");
     ASSERT_EQ(key.values.size(), 1u);
     EXPECT_EQ(key.values[0].name, "Good");
 }
 
 TEST(RegistryParse, SubkeysAreDirectChildrenSortedWithoutCase) {
-    const auto key = Parse(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\zeta]\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Alpha\\Deeper]\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\alpha]\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Beta\\]\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\ProductsX]\n",
-        "SOFTWARE\\Solvane\\Products");
+    const auto key =
+        Parse(Key("Solvane\\Products\\zeta") + Key("Solvane\\Products\\Alpha\\Deeper") +
+                  Key("Solvane\\Products\\alpha") + Key("Solvane\\Products\\Beta\\") +
+                  Key("Solvane\\ProductsX"),
+              "SOFTWARE\\Solvane\\Products");
     EXPECT_EQ(key.subkeys, (std::vector<std::string>{"Alpha", "Beta", "zeta"}));
 }
 
@@ -179,14 +166,14 @@ TEST_F(RegistryKey, MissingFileOrKeyDoesNotOpen) {
     registry_key key;
     EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
     EXPECT_FALSE(key.is_open());
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Other]\n");
+    file_.Write(Key("Other"));
     EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
     uint32_t size = 0;
     EXPECT_EQ(key.query_value("DoTrace", nullptr, nullptr, &size), platform::reg_not_found);
 }
 
 TEST_F(RegistryKey, QueryFollowsTheSizeProtocol) {
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"Name\"=\"abc\"\n");
+    file_.Write(kTracingKey + "\"Name\"=\"abc\"\n");
     registry_key key;
     ASSERT_EQ(key.open(kTracing), platform::reg_ok);
     uint32_t type = 0;
@@ -205,9 +192,8 @@ TEST_F(RegistryKey, QueryFollowsTheSizeProtocol) {
 }
 
 TEST_F(RegistryKey, EnumeratesValuesAndSubkeys) {
-    file_.Write(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"B\"=dword:1\n\"A\"=dword:2\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"ridgex\"=\"\"\n");
+    file_.Write(kTracingKey + "\"B\"=dword:1\n\"A\"=dword:2\n" +
+                Key("Solvane\\Tracing\\Components") + "\"ridgex\"=\"\"\n");
     registry_key key;
     ASSERT_EQ(key.open(kTracing), platform::reg_ok);
     std::string name;
@@ -229,7 +215,7 @@ TEST_F(RegistryKey, EnumeratesValuesAndSubkeys) {
 }
 
 TEST_F(RegistryKey, ThirtyTwoBitViewReadsTheWow64Node) {
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Solvane\\Tracing\\Components]\n");
+    file_.Write(Key("WOW6432Node\\Solvane\\Tracing\\Components"));
     registry_key key;
     EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
     ASSERT_EQ(key.open(kTracing, registry_view::wow64_32), platform::reg_ok);
@@ -239,10 +225,10 @@ TEST_F(RegistryKey, ThirtyTwoBitViewReadsTheWow64Node) {
 }
 
 TEST_F(RegistryKey, EveryOpenReadsTheFileAfresh) {
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:0\n");
+    file_.Write(kTracingKey + "\"DoTrace\"=dword:0\n");
     registry_key first;
     ASSERT_EQ(first.open(kTracing), platform::reg_ok);
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:1\n");
+    file_.Write(kTracingKey + "\"DoTrace\"=dword:1\n");
     registry_key second;
     ASSERT_EQ(second.open(kTracing), platform::reg_ok);
     uint32_t before = 9;
@@ -255,17 +241,16 @@ TEST_F(RegistryKey, EveryOpenReadsTheFileAfresh) {
 }
 
 TEST_F(RegistryKey, AFailingReadHoldsNoKeys) {
-    file_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n");
-    auto& table = platform::syscalls();
-    const auto real_read = table.read;
-    table.read = [](int, void*, size_t) -> ssize_t {
-        errno = EIO;
-        return -1;
-    };
+    file_.Write(kTracingKey);
     registry_key key;
-    const int32_t failed = key.open(kTracing);
-    table.read = real_read;
-    EXPECT_EQ(failed, platform::reg_not_found);
+    {
+        syscall_override failing_read(
+            &platform::syscall_table::read, +[](int, void*, size_t) -> ssize_t {
+                errno = EIO;
+                return -1;
+            });
+        EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
+    }
     EXPECT_EQ(key.open(kTracing), platform::reg_ok);
 }
 

@@ -28,7 +28,6 @@ class TempFolder {
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
 
-    const std::filesystem::path& path() const { return path_; }
     std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
   private:
@@ -44,6 +43,12 @@ inline std::string ReadFile(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// The section line of a key below HKEY_LOCAL_MACHINE\SOFTWARE.
+inline std::string Key(const std::string& below) {
+    return "[HKEY_LOCAL_MACHINE\\SOFTWARE\\" + below + "]\n";
+}
+inline const std::string kTracingKey = Key("Solvane\\Tracing");
+
 // The registry store of a test: Write() replaces the whole file.
 class RegistryFile {
   public:
@@ -55,7 +60,6 @@ class RegistryFile {
     void Write(const std::string& body) const {
         WriteFile(path_, "Windows Registry Editor Version 5.00\r\n\r\n" + body);
     }
-    const std::string& path() const { return path_; }
 
   private:
     std::string path_;

@@ -6,23 +6,15 @@
 #include "platform/module_path.h"
 #include "trace/trace_file_name.h"
 #include "trace/trace_registry.h"
-#include "trace/trace_scope.h"
 #include "trace/trace_statics.h"
 #include "trace_fixture.h"
 
 namespace {
 
 using namespace SlvTraceNS;
+using ridgex_test::Key;
+using ridgex_test::kTracingKey;
 using ridgex_test::TraceTest;
-
-// The name under which the filters know the code of this test program.
-std::string OwnModule() {
-    return ModuleName(platform::module_path());
-}
-
-void OpenScope() {
-    CTraceScope scope("Test::Scope", 0);
-}
 
 TEST(TraceModuleName, LibraryVersionAndExtensionAreDropped) {
     EXPECT_EQ(ModuleName("/opt/app/libridgex.so.3"), "ridgex");
@@ -35,49 +27,44 @@ TEST(TraceModuleName, LibraryVersionAndExtensionAreDropped) {
 
 class TraceFlags : public TraceTest {
   protected:
-    uint32_t FlagsOf(const std::string& values) {
-        registry_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n" + values);
-        platform::registry_key key;
-        EXPECT_TRUE(OpenTracingKey(&key));
-        return BuildFlags(key);
+    uint32_t FlagsOf(const std::string& values, const std::string& key = kTracingKey) {
+        registry_.Write(key + values);
+        platform::registry_key opened;
+        EXPECT_TRUE(OpenTracingKey(&opened));
+        return BuildFlags(opened);
     }
 };
 
 TEST_F(TraceFlags, EachSwitchSetsItsBit) {
-    EXPECT_EQ(FlagsOf(""), kFlagToFile | kFlagNewFile);
+    constexpr uint32_t kDefault = kFlagToFile | kFlagNewFile;
+    EXPECT_EQ(FlagsOf(""), kDefault);
     EXPECT_EQ(FlagsOf("\"TraceToFile\"=dword:1\n\"NewFileAlways\"=dword:0\n"), kFlagToFile);
     // The test is for exactly 1: 2 means no file.
     EXPECT_EQ(FlagsOf("\"TraceToFile\"=dword:2\n\"NewFileAlways\"=dword:5\n"), kFlagNewFile);
     // A string where a number belongs counts as absent.
-    EXPECT_EQ(FlagsOf("\"TraceToFile\"=\"0\"\n\"NewFileAlways\"=\"0\"\n"),
-              kFlagToFile | kFlagNewFile);
+    EXPECT_EQ(FlagsOf("\"TraceToFile\"=\"0\"\n\"NewFileAlways\"=\"0\"\n"), kDefault);
     EXPECT_EQ(FlagsOf("\"DoTrace\"=dword:1\n\"DoProfiling\"=dword:2\n\"DoLog\"=dword:3\n"),
-              kFlagToFile | kFlagNewFile | kFlagTrace | kFlagProfiling | kFlagLog);
+              kDefault | kFlagTrace | kFlagProfiling | kFlagLog);
     EXPECT_EQ(FlagsOf("\"DoTrace\"=dword:0\n\"DoProfiling\"=dword:0\n\"DoLog\"=dword:0\n"),
-              kFlagToFile | kFlagNewFile);
-}
-
-TEST_F(TraceFlags, ThirtyTwoBitViewIsTheFallback) {
-    registry_.Write(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Solvane\\Tracing]\n\"DoTrace\"=dword:1\n");
-    platform::registry_key key;
-    ASSERT_TRUE(OpenTracingKey(&key));
-    EXPECT_EQ(BuildFlags(key) & kFlagTrace, kFlagTrace);
+              kDefault);
+    // The 32-bit view is the fallback.
+    EXPECT_EQ(FlagsOf("\"DoTrace\"=dword:1\n", Key("WOW6432Node\\Solvane\\Tracing")) & kFlagTrace,
+              kFlagTrace);
 }
 
 TEST_F(TraceTest, NoKeyTurnsTracingOffUntilTheNextCheck) {
     const uint32_t before = platform::tick_count();
-    OpenScope();
+    OneScope();
     EXPECT_EQ(flags_word.load(), 0u);
     EXPECT_GE(next_check.load(), before + kCheckPeriodMs);
     EXPECT_LE(next_check.load(), platform::tick_count() + kCheckPeriodMs);
 
     // Switched on meanwhile: nothing before the next check, records after it.
     Configure("\"DoTrace\"=dword:1\n");
-    OpenScope();
+    OneScope();
     EXPECT_FALSE(std::filesystem::exists(trace_file()));
     ForceCheck();
-    OpenScope();
+    OneScope();
     EXPECT_EQ(Types(), "><");
 }
 
@@ -87,7 +74,7 @@ TEST_F(TraceTest, SwitchedOffTheFileStaysOpenAndRecordsEnd) {
         CTraceScope straddling("Test::Straddling", 0);
         Configure("\"DoTrace\"=dword:0\n");
         ForceCheck();
-        OpenScope();
+        OneScope();
     }
     // The straddling scope's exit is tested afresh and not written.
     EXPECT_EQ(Types(), ">");
@@ -96,23 +83,22 @@ TEST_F(TraceTest, SwitchedOffTheFileStaysOpenAndRecordsEnd) {
 
 TEST_F(TraceTest, TraceToFileOtherThanOneDropsRecords) {
     Configure("\"DoTrace\"=dword:1\n\"TraceToFile\"=dword:2\n");
-    OpenScope();
+    OneScope();
     EXPECT_FALSE(std::filesystem::exists(trace_file()));
     EXPECT_NE(output_holder.get(), nullptr);  // the choice is made, and holds
 }
 
 TEST_F(TraceTest, VerbosityIsReadOnlyWhenTheFlagsChange) {
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:0\n");
-    OpenScope();
-    EXPECT_EQ(verbosity, 0);
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:0000000a\n");
-    ForceCheck();
-    OpenScope();
-    EXPECT_EQ(verbosity, 0);
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n");
-    ForceCheck();
-    OpenScope();
-    EXPECT_EQ(verbosity, 10);
+    const std::pair<const char*, int> steps[] = {
+        {"\"Verbosity\"=dword:0\n", 0},
+        {"\"Verbosity\"=dword:0000000a\n", 0},
+        {"\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n", 10}};
+    for (const auto& [values, expected] : steps) {
+        Configure(std::string("\"DoTrace\"=dword:1\n") + values);
+        ForceCheck();
+        OneScope();
+        EXPECT_EQ(verbosity, expected) << values;
+    }
 }
 
 TEST_F(TraceTest, NegativeVerbositySilencesScopesButNotFailures) {
@@ -127,26 +113,26 @@ TEST_F(TraceTest, NegativeVerbositySilencesScopesButNotFailures) {
 
 struct FilterCase {
     const char* name;
-    const char* lists;  // registry sections, with MODULE for this program's module name
+    std::string lists;  // registry sections, with MODULE for this program's module name
     bool traced;
 };
 
-std::string Upper(std::string text) {
-    for (char& c : text) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return text;
-}
+const std::string kInclude = Key("Solvane\\Tracing\\Components");
+const std::string kExclude = Key("Solvane\\Tracing\\ComponentsNOT");
+const std::string kModule = "\"MODULE\"=\"\"\n";
 
 class TraceFilter : public TraceTest, public ::testing::WithParamInterface<FilterCase> {};
 
 TEST_P(TraceFilter, DecidesPerModule) {
+    const std::string own = ModuleName(platform::module_path());
+    std::string upper = own;
+    for (char& c : upper) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
     std::string lists = GetParam().lists;
-    for (const auto& [token, name] :
-         {std::pair<std::string, std::string>{"UPPER", Upper(OwnModule())},
-          {"MODULE", OwnModule()}}) {
+    for (const auto& [token, name] : {std::pair{"UPPER", upper}, std::pair{"MODULE", own}}) {
         for (size_t at; (at = lists.find(token)) != std::string::npos;) {
-            lists.replace(at, token.size(), name);
+            lists.replace(at, std::string(token).size(), name);
         }
     }
     Configure("\"DoTrace\"=dword:1\n", lists);
@@ -158,43 +144,21 @@ TEST_P(TraceFilter, DecidesPerModule) {
     EXPECT_EQ(Types(), GetParam().traced ? ">E<" : "E");
 }
 
+// Names compare without regard to case; Components beats ComponentsNOT in
+// whichever order the file holds them; a name behind another in Components
+// still enables; an empty Components leaves the verdict of ComponentsNOT.
 INSTANTIATE_TEST_SUITE_P(
     Lists, TraceFilter,
     ::testing::Values(
-        // Names compare without regard to case.
         FilterCase{"NoLists", "", true},
-        FilterCase{
-            "ExcludedInAnyCase",
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"UPPER\"=\"\"\n",
-            false},
-        FilterCase{"IncludedInAnyCase",
-                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"UPPER\"=\"\"\n",
+        FilterCase{"ExcludedInAnyCase", kExclude + "\"UPPER\"=\"\"\n", false},
+        FilterCase{"IncludedInAnyCase", kInclude + "\"UPPER\"=\"\"\n", true},
+        FilterCase{"OnlyOthersIncluded", kInclude + "\"other\"=\"\"\n", false},
+        FilterCase{"IncludeBeatsLaterExclude", kExclude + kModule + kInclude + kModule, true},
+        FilterCase{"IncludeBeatsEarlierExclude", kInclude + kModule + kExclude + kModule, true},
+        FilterCase{"IncludedBehindAnother", kInclude + "\"other\"=\"\"\n\"MODULE\"=dword:0\n",
                    true},
-        FilterCase{"OnlyOthersIncluded",
-                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n",
-                   false},
-        // Components beats ComponentsNOT, in whichever order the file holds them.
-        FilterCase{
-            "IncludeBeatsLaterExclude",
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n"
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"MODULE\"=\"\"\n",
-            true},
-        FilterCase{
-            "IncludeBeatsEarlierExclude",
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"MODULE\"=\"\"\n"
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n",
-            true},
-        // A name behind another in Components still enables.
-        FilterCase{"IncludedBehindAnother",
-                   "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n\"other\"=\"\"\n"
-                   "\"MODULE\"=dword:0\n",
-                   true},
-        // An empty Components leaves the verdict of ComponentsNOT.
-        FilterCase{
-            "EmptyIncludeLeavesExclude",
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\Components]\n"
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing\\ComponentsNOT]\n\"MODULE\"=\"\"\n",
-            false}),
+        FilterCase{"EmptyIncludeLeavesExclude", kInclude + kExclude + kModule, false}),
     [](const ::testing::TestParamInfo<FilterCase>& info) { return info.param.name; });
 
 }  // namespace

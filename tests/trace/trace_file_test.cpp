@@ -1,22 +1,19 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "platform/syscalls.h"
+#include "support/syscall_override.h"
 #include "trace/trace_file_name.h"
 #include "trace/trace_head.h"
-#include "trace/trace_scope.h"
 #include "trace_fixture.h"
 
 namespace {
 
 using namespace SlvTraceNS;
+using ridgex_test::Key;
+using ridgex_test::kTracingKey;
 using ridgex_test::ReadFile;
 using ridgex_test::TraceTest;
 using ridgex_test::WriteFile;
-
-void OneScope() {
-    CTraceScope scope("Test::File", 0);
-}
 
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
@@ -35,44 +32,41 @@ TEST(TraceHead, LinesInOrder) {
     facts.machine_name = "build-host";
     facts.local_installation = true;
     facts.time = {2024, 3, 0, 9, 7, 5, 4, 32};
-    const auto lines = Lines(ComposeHead(facts));
+    auto lines = Lines(ComposeHead(facts));
     ASSERT_EQ(lines.size(), 11u);
-    EXPECT_EQ(lines[0], "trace3");
     EXPECT_EQ(lines[1].rfind("Compiled: ", 0), 0u);
-    EXPECT_EQ(lines[2], "OS: UNKNOWN OS(Major:6 Minor:1)");
-    EXPECT_EQ(lines[3], "ServicePack: ");
-    EXPECT_EQ(lines[4], "Machine name: build-host");
-    EXPECT_EQ(lines[5], "Trace Ver: 3.0.1");
-    EXPECT_EQ(lines[6], "FileVersion: 3.2.0.0");
-    EXPECT_EQ(lines[7], "No Oraline products found");
-    EXPECT_EQ(lines[8], "installation: LOCAL");
-    EXPECT_EQ(lines[9], "03/09/2024 07:05:04.032");
-    EXPECT_EQ(lines[10], ".");
-}
-
-TEST(TraceHead, ACutLineStillEndsInCrLf) {
-    HeadFacts facts;
+    lines[1] = "Compiled: ";  // the build's own date and time
+    EXPECT_EQ(lines, (std::vector<std::string>{
+                         "trace3", "Compiled: ", "OS: UNKNOWN OS(Major:6 Minor:1)",
+                         "ServicePack: ", "Machine name: build-host", "Trace Ver: 3.0.1",
+                         "FileVersion: 3.2.0.0", "No Oraline products found", "installation: LOCAL",
+                         "03/09/2024 07:05:04.032", "."}));
+    // A cut line still ends in CR LF.
     facts.machine_name = std::string(300, 'm');
-    const auto lines = Lines(ComposeHead(facts));
-    EXPECT_EQ(lines[4], "Machine name: " + std::string(258 - 14, 'm'));
+    EXPECT_EQ(Lines(ComposeHead(facts))[4], "Machine name: " + std::string(258 - 14, 'm'));
 }
 
 TEST_F(TraceTest, HeadNamesProductsAndInstallation) {
-    registry_.Write(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Reader]\n\"Version\"=\"1.2\"\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Products\\Bare]\n"
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Solvane]\n\"NetworkSupport\"=dword:1\n");
+    registry_.Write(Key("Solvane\\Products\\Reader") + "\"Version\"=\"1.2\"\n" +
+                    Key("Solvane\\Products\\Bare") + Key("Policies\\Solvane") +
+                    "\"NetworkSupport\"=dword:1\n");
     const HeadFacts facts = GatherHeadFacts();
     EXPECT_EQ(facts.product_lines,
               (std::vector<std::string>{"Product: Bare; Version: ERROR(0x2)\r\n",
                                         "Product: Reader; Version: 1.2\r\n"}));
     EXPECT_FALSE(facts.local_installation);
-    registry_.Write(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Policies\\Solvane]\n\"NetworkSupport\"=dword:0\n");
+    registry_.Write(Key("Policies\\Solvane") + "\"NetworkSupport\"=dword:0\n");
     EXPECT_TRUE(GatherHeadFacts().local_installation);
 }
 
 // ---- the file's name and folder ---------------------------------------------------
+
+// The file's name for the program "/bin/`program`", or "failed".
+std::string NameFor(const FileNameSettings& settings, const std::string& program = "c",
+                    const std::string& library = "/l/libridgex.so") {
+    std::string path;
+    return ComposeFileName(settings, "/bin/" + program, library, 7, &path) ? path : "failed";
+}
 
 TEST(TraceFileName, BuiltFromProgramLibraryAndSession) {
     std::string path;
@@ -80,40 +74,30 @@ TEST(TraceFileName, BuiltFromProgramLibraryAndSession) {
     EXPECT_EQ(path, "/opt/app/client.libridgex.so.x64.1234.trc3");
     FileNameSettings settings;
     settings.trace_path = "";  // the process's current folder
-    ASSERT_TRUE(ComposeFileName(settings, "/bin/c.bin", "/l/libridgex.so", 7, &path));
-    EXPECT_EQ(path, "c.libridgex.so.x64.7.trc3");
+    EXPECT_EQ(NameFor(settings, "c.bin"), "c.libridgex.so.x64.7.trc3");
     settings.file_name = "/as/given/name.x";
-    ASSERT_TRUE(ComposeFileName(settings, "/bin/c", "/l/libridgex.so", 7, &path));
-    EXPECT_EQ(path, "/as/given/name.x");
+    EXPECT_EQ(NameFor(settings), "/as/given/name.x");
     settings.file_name = "/" + std::string(300, 'f');
-    ASSERT_TRUE(ComposeFileName(settings, "/bin/c", "/l/libridgex.so", 7, &path));
-    EXPECT_EQ(path.size(), 259u);
+    EXPECT_EQ(NameFor(settings).size(), 259u);
 }
 
 TEST(TraceFileName, PathOf260CharactersFails) {
-    const std::string folder = "/" + std::string(230, 'd') + "/";
-    std::string path;
+    const std::string library = "/" + std::string(230, 'd') + "/libridgex.so";
     // 232 + "c.libridgex.so.x64.7.trc3" (25) = 257 fits; three more do not.
-    EXPECT_TRUE(ComposeFileName({}, "/bin/c", folder + "libridgex.so", 7, &path));
-    EXPECT_FALSE(ComposeFileName({}, "/bin/cccc", folder + "libridgex.so", 7, &path));
-    EXPECT_FALSE(ComposeFileName({}, "/bin/c", "/" + std::string(300, 'd') + "/l.so", 7, &path));
+    EXPECT_NE(NameFor({}, "c", library), "failed");
+    EXPECT_EQ(NameFor({}, "cccc", library), "failed");
+    EXPECT_EQ(NameFor({}, "c", "/" + std::string(300, 'd') + "/l.so"), "failed");
 }
 
-TEST(TraceFileName, TracePathChainIsCreated) {
+TEST(TraceFileName, TracePathChainIsCreatedAndReportsFailures) {
     ridgex_test::TempFolder folder;
     FileNameSettings settings;
     settings.trace_path = folder / "a/b/c";
-    std::string path;
-    ASSERT_TRUE(ComposeFileName(settings, "/bin/c", "/l/libridgex.so", 7, &path));
+    EXPECT_EQ(NameFor(settings), folder / "a/b/c/c.libridgex.so.x64.7.trc3");
     EXPECT_TRUE(std::filesystem::is_directory(folder / "a/b/c"));
-    EXPECT_EQ(path, folder / "a/b/c/c.libridgex.so.x64.7.trc3");
     settings.trace_path = folder / "a/";  // ends in a separator: none added
-    ASSERT_TRUE(ComposeFileName(settings, "/bin/c", "/l/libridgex.so", 7, &path));
-    EXPECT_EQ(path, folder / "a/c.libridgex.so.x64.7.trc3");
-}
+    EXPECT_EQ(NameFor(settings), folder / "a/c.libridgex.so.x64.7.trc3");
 
-TEST(TraceFileName, FolderChainReportsFailures) {
-    ridgex_test::TempFolder folder;
     EXPECT_EQ(CreateFolderChain(""), kInvalidArgument);
     WriteFile(folder / "file", "x");
     EXPECT_EQ(CreateFolderChain(folder / "file/below"), 0x80070000u | EEXIST);
@@ -132,74 +116,66 @@ TEST_F(TraceTest, NewFileBeginsWithMagicHeadAndMarks) {
     ASSERT_EQ(file.heads.size(), 1u);
     EXPECT_TRUE(file.heads[0].complete);
     EXPECT_TRUE(file.problems.empty());
-    // The first record is a date mark, then the time, then the scope entry.
-    EXPECT_EQ(AllTypes().substr(0, 3), "tT>");
+    // A date mark, then the time, then the scope.
+    EXPECT_EQ(Types(true).substr(0, 3), "tT>");
     EXPECT_EQ(Types(), "><");
     // The byte behind ".\r\n" is the first byte of the thread id.
-    const size_t first = bytes.find("\r\n.\r\n") + 5;
-    EXPECT_EQ(file.records[0].offset, first);
+    EXPECT_EQ(file.records[0].offset, bytes.find("\r\n.\r\n") + 5);
     // An exit record has no text: 7 bytes.
     EXPECT_EQ(bytes.size() - file.records.back().offset, 7u);
 }
 
-TEST_F(TraceTest, ContinuedFileKeepsItsContentAndGainsAnNRecord) {
+TEST_F(TraceTest, NewFileAlwaysZeroContinuesAFileWithContent) {
     Configure("\"DoTrace\"=dword:1\n\"NewFileAlways\"=dword:0\n");
     WriteFile(trace_file(), "earlier");
     OneScope();
     const std::string bytes = ReadFile(trace_file());
     EXPECT_EQ(bytes.substr(0, 7), "earlier");
-    const trc3::TraceFile file = trc3::ReadTraceFile(bytes.substr(7));
-    std::string types;
-    for (const auto& record : file.records) {
-        types += record.type;
-    }
-    EXPECT_EQ(types.substr(0, 4), "NtT>");
-    EXPECT_EQ(file.records[0].text.size(), 10u);  // MM-DD-YYYY
+    const auto records = trc3::ReadTraceFile(bytes.substr(7)).records;
+    ASSERT_GE(records.size(), 4u);
+    EXPECT_EQ(std::string({records[0].type, records[1].type, records[2].type, records[3].type}),
+              "NtT>");
+    EXPECT_EQ(records[0].text.size(), 10u);  // MM-DD-YYYY
 }
 
-TEST_F(TraceTest, ContinuedEmptyOrMissingFileGetsAHead) {
-    Configure("\"DoTrace\"=dword:1\n\"NewFileAlways\"=dword:0\n");
-    WriteFile(trace_file(), "");
-    OneScope();
-    EXPECT_EQ(ReadFile(trace_file()).substr(0, 8), "trace3\r\n");
-    SlvTraceNS::RestoreLoadState();
-    std::filesystem::remove(trace_file());
-    OneScope();
-    EXPECT_EQ(Types(), "><");
-}
-
-TEST_F(TraceTest, NewFileAlwaysAbsentOrAStringEmptiesTheFile) {
-    for (const char* setting : {"", "\"NewFileAlways\"=\"0\"\n"}) {
+TEST_F(TraceTest, OtherwiseTheFileStartsAfreshWithAHead) {
+    const struct {
+        const char* setting;
+        const char* earlier;  // null: no file
+    } cases[] = {{"\"NewFileAlways\"=dword:0\n", ""},
+                 {"\"NewFileAlways\"=dword:0\n", nullptr},
+                 {"", "earlier content"},
+                 {"\"NewFileAlways\"=\"0\"\n", "earlier content"}};
+    for (const auto& c : cases) {
         SlvTraceNS::RestoreLoadState();
-        Configure(std::string("\"DoTrace\"=dword:1\n") + setting);
-        WriteFile(trace_file(), "earlier content");
+        Configure(std::string("\"DoTrace\"=dword:1\n") + c.setting);
+        std::filesystem::remove(trace_file());
+        if (c.earlier != nullptr) {
+            WriteFile(trace_file(), c.earlier);
+        }
         OneScope();
-        EXPECT_EQ(ReadFile(trace_file()).substr(0, 8), "trace3\r\n") << setting;
-        EXPECT_EQ(Types(), "><");
+        EXPECT_EQ(ReadFile(trace_file()).substr(0, 8), "trace3\r\n") << c.setting;
+        EXPECT_EQ(Types(), "><") << c.setting;
     }
 }
 
 TEST_F(TraceTest, EmptyFileNameWritesNothing) {
-    registry_.Write(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:1\n\"FileName\"=\"\"\n"
-        "\"TracePath\"=\"" +
-        (folder_ / "t") + "\"\n");
+    registry_.Write(kTracingKey + "\"DoTrace\"=dword:1\n\"FileName\"=\"\"\n\"TracePath\"=\"" +
+                    (folder_ / "t") + "\"\n");
     OneScope();
     EXPECT_FALSE(std::filesystem::exists(folder_ / "t"));  // the name was used, not TracePath
 }
 
 TEST_F(TraceTest, MalformedFileNameCountsAsAbsent) {
-    // "/x" without its terminating NUL, then with an odd size.
+    // "/x" without its terminating NUL, with an odd size, and a string of
+    // 522 bytes, beyond the 520 that a path value may have.
     int round = 0;
-    // Also a string of 522 bytes, beyond the 520 that a path value may have.
     const std::string too_big = "\"" + std::string(260, 'x') + "\"";
     for (const char* file_name : {"hex(2):2f,00,78,00", "hex(1):2f,00,78,00,00", too_big.c_str()}) {
         SlvTraceNS::RestoreLoadState();
         const std::string traces = folder_ / ("traces" + std::to_string(++round));
-        registry_.Write(
-            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"DoTrace\"=dword:1\n"
-            "\"FileName\"=" +
-            std::string(file_name) + "\n\"TracePath\"=\"" + traces + "\"\n");
+        registry_.Write(kTracingKey + "\"DoTrace\"=dword:1\n\"FileName\"=" + file_name +
+                        "\n\"TracePath\"=\"" + traces + "\"\n");
         OneScope();
         ASSERT_TRUE(std::filesystem::is_directory(traces)) << file_name;
         EXPECT_FALSE(std::filesystem::is_empty(traces)) << file_name;
@@ -209,14 +185,14 @@ TEST_F(TraceTest, MalformedFileNameCountsAsAbsent) {
 TEST_F(TraceTest, AFailedWriteLosesOneRecordOnly) {
     Configure("\"DoTrace\"=dword:1\n");
     CTraceScope scope("Test::Disk", 0);
-    auto& table = platform::syscalls();
-    const auto real_write = table.write;
-    table.write = [](int, const void*, size_t) -> ssize_t {
-        errno = ENOSPC;
-        return -1;
-    };
-    scope.Message("lost");
-    table.write = real_write;
+    {
+        syscall_override full_disk(
+            &platform::syscall_table::write, +[](int, const void*, size_t) -> ssize_t {
+                errno = ENOSPC;
+                return -1;
+            });
+        scope.Message("lost");
+    }
     scope.Message("kept");
     EXPECT_EQ(Texts('U'), (std::vector<std::string>{"kept"}));
 }
@@ -226,9 +202,8 @@ TEST_F(TraceTest, EqualTextsGiveEqualCipherBytes) {
     { CTraceScope scope("Twice::Same", 0); }
     { CTraceScope scope("Twice::Same", 0); }
     const std::string bytes = ReadFile(trace_file());
-    const auto records = ReadBack().records;
     std::vector<std::string> stored;
-    for (const auto& record : records) {
+    for (const auto& record : ReadBack().records) {
         if (record.type == '>') {
             stored.push_back(bytes.substr(record.offset + 7, record.text.size()));
         }

@@ -11,6 +11,7 @@
 #include "temp_folder.h"
 #include "trace/trace_config.h"
 #include "trace/trace_front_end.h"
+#include "trace/trace_scope.h"
 #include "trace_file_reader.h"
 
 namespace ridgex_test {
@@ -22,27 +23,25 @@ class TraceTest : public ::testing::Test {
 
     // The tracing key with `values`, the file aimed at trace_file().
     void Configure(const std::string& values, const std::string& more_keys = "") {
-        registry_.Write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Solvane\\Tracing]\n\"FileName\"=\"" +
-                        trace_file() + "\"\n" + values + more_keys);
+        registry_.Write(kTracingKey + "\"FileName\"=\"" + trace_file() + "\"\n" + values +
+                        more_keys);
     }
     // The next scope reads the configuration, as if 30 seconds had passed.
     static void ForceCheck() { SlvTraceNS::next_check.store(0); }
+    static void OneScope() { SlvTraceNS::CTraceScope scope("Test::Scope", 0); }
 
     std::string trace_file() const { return folder_ / "test.trc3"; }
     trc3::TraceFile ReadBack() const { return trc3::ReadTraceFile(ReadFile(trace_file())); }
 
-    // The types of the records in the file, as one string such as "tT>T<".
-    std::string AllTypes() const {
+    // The types of the records in the file, as one string such as "tT>T<";
+    // without the time marks unless asked, as they depend on the clock.
+    std::string Types(bool with_marks = false) const {
         std::string types;
         for (const auto& record : ReadBack().records) {
-            types += record.type;
+            if (with_marks || (record.type != 't' && record.type != 'T')) {
+                types += record.type;
+            }
         }
-        return types;
-    }
-    // The same without the time marks, which depend on how the clock moved.
-    std::string Types() const {
-        std::string types = AllTypes();
-        std::erase_if(types, [](char type) { return type == 't' || type == 'T'; });
         return types;
     }
     // The texts of the records of one type.

@@ -49,31 +49,28 @@ TEST_F(Trc3Reader, ToolPrintsOneCallTreePerThread) {
         output.append(chunk, got);
     }
     EXPECT_EQ(pclose(pipe), 0) << output;
-    EXPECT_NE(output.find("Trace Ver: 3.0.1"), std::string::npos) << output;
     EXPECT_EQ(output.find("Damage"), std::string::npos) << output;
     size_t threads = 0;
     for (size_t at = 0; (at = output.find("\nThread ", at)) != std::string::npos; ++at) {
         ++threads;
     }
     EXPECT_EQ(threads, 2u) << output;
-    // Indented by depth, messages and failures under their scope.
-    EXPECT_NE(output.find("  > Reader::Outer\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("    > Reader::Inner\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("      - value 42\n"), std::string::npos) << output;
-    EXPECT_NE(output.find("      ! 0x80070005 (-2147024891) denied\n"), std::string::npos)
-        << output;
-    EXPECT_NE(output.find("    < Reader::Inner  ["), std::string::npos) << output;
+    // The head, then scopes indented by depth, messages and failures under them.
+    for (const char* line :
+         {"Trace Ver: 3.0.1", "  > Reader::Outer\n", "    > Reader::Inner\n", "      - value 42\n",
+          "      ! 0x80070005 (-2147024891) denied\n", "    < Reader::Inner  ["}) {
+        EXPECT_NE(output.find(line), std::string::npos) << line << "\n" << output;
+    }
 }
 
 TEST_F(Trc3Reader, CutFileIsReportedAndReadUpToTheCut) {
     const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
     ASSERT_TRUE(whole.problems.empty());
-    const auto& last_text = whole.records[whole.records.size() - 2];  // inner's failure or exit
     const trc3::TraceFile cut = trc3::ReadTraceFile(bytes_.substr(0, bytes_.size() - 3));
     ASSERT_EQ(cut.problems.size(), 1u);
     EXPECT_NE(cut.problems[0].what.find("cut"), std::string::npos);
     EXPECT_EQ(cut.records.size(), whole.records.size() - 1);
-    EXPECT_LE(cut.records.back().offset, last_text.offset);
+    EXPECT_LE(cut.records.back().offset, whole.records[whole.records.size() - 2].offset);
     EXPECT_NE(Print(cut).find("no exit recorded for: Reader::Outer"), std::string::npos);
 }
 
@@ -92,10 +89,7 @@ TEST_F(Trc3Reader, OverwrittenBytesAreSkippedAndReadingGoesOn) {
 
 TEST_F(Trc3Reader, HeadInTheMiddleMeansAnotherProcessRecreatedTheFile) {
     const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
-    const size_t head_end = whole.records[0].offset;
-    const std::string twice =
-        "junk" + bytes_ + bytes_.substr(0, head_end) + bytes_.substr(head_end);
-    const trc3::TraceFile file = trc3::ReadTraceFile(twice);
+    const trc3::TraceFile file = trc3::ReadTraceFile("junk" + bytes_ + bytes_);
     EXPECT_EQ(file.heads.size(), 2u);
     EXPECT_EQ(file.records.size(), 2 * whole.records.size());
     ASSERT_EQ(file.problems.size(), 3u);  // not at the start, junk, second head
