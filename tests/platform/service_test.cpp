@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "trace/temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace {
 

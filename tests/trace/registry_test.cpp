@@ -6,7 +6,7 @@
 
 #include "platform/utf16.h"
 #include "support/syscall_override.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace {
 

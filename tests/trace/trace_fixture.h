@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 #include "trace/trace_config.h"
 #include "trace/trace_front_end.h"
 #include "trace/trace_scope.h"

@@ -29,6 +29,7 @@ class TempFolder {
     TempFolder& operator=(const TempFolder&) = delete;
 
     std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+    const std::filesystem::path& path() const { return path_; }
 
   private:
     std::filesystem::path path_;
