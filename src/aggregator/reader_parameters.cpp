@@ -72,25 +72,27 @@ ridgex_result SwitchLiveness(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT& conte
     return RIDGEX_SUCCESS;
 }
 
-// What both parameter operations test before they touch the byte: the
-// liveness switch exists only where pad images can be scored.
-ridgex_result CheckParameter(const AGGREGATOR_DEVICE_CONTEXT& context, uint32_t parm_id,
-                             uint32_t size, const uint8_t* buffer) {
-    if (parm_id == RIDGEX_PARMID_PAD_ENABLE && HasNoScoring(context)) {
-        return RIDGEX_E_NOT_IMPLEMENTED;
-    }
-    return HasByte(size, buffer) ? RIDGEX_SUCCESS : RIDGEX_E_INVALID_PARAMETER;
+// Both parameter operations on an open reader, once the byte may be
+// touched: the liveness switch exists only where pad images can be scored.
+template <typename Work>
+ridgex_result OnParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size, const uint8_t* buffer,
+                          Work work) {
+    return OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) -> ridgex_result {
+        if (parm_id == RIDGEX_PARMID_PAD_ENABLE && HasNoScoring(context)) {
+            return RIDGEX_E_NOT_IMPLEMENTED;
+        }
+        if (!HasByte(size, buffer)) {
+            return RIDGEX_E_INVALID_PARAMETER;
+        }
+        return work(context);
+    });
 }
 
 }  // namespace
 
 ridgex_result CLibAggregator::SetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
                                            uint8_t* buffer) {
-    return OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) -> ridgex_result {
-        if (const ridgex_result status = CheckParameter(context, parm_id, size, buffer);
-            status != RIDGEX_SUCCESS) {
-            return status;
-        }
+    return OnParameter(dev, parm_id, size, buffer, [&](AGGREGATOR_DEVICE_CONTEXT& context) {
         if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
             return SwitchLiveness(dev, context, buffer[0] != 0);
         }
@@ -102,11 +104,7 @@ ridgex_result CLibAggregator::SetParameter(ridgex_handle dev, uint32_t parm_id, 
 
 ridgex_result CLibAggregator::GetParameter(ridgex_handle dev, uint32_t parm_id, uint32_t size,
                                            uint8_t* buffer) {
-    return OnOpenReader(dev, [&](AGGREGATOR_DEVICE_CONTEXT& context) -> ridgex_result {
-        if (const ridgex_result status = CheckParameter(context, parm_id, size, buffer);
-            status != RIDGEX_SUCCESS) {
-            return status;
-        }
+    return OnParameter(dev, parm_id, size, buffer, [&](AGGREGATOR_DEVICE_CONTEXT&) {
         if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
             const liveness_list_t& list = LivenessList();
             buffer[0] = Find(list, dev) < list.count ? 1 : 0;
