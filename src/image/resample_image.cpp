@@ -31,8 +31,9 @@ RIDGEX_IMAGE_INLINE void ReverseCopy(uint8_t* __restrict out, const uint8_t* __r
             out[i] = in[count - 1 - i];
         }
     } else {
-        // Vector stores that never straddle a cache line keep pace with
-        // memcpy; the loads cannot be aligned as well, the two ends differ.
+        // Vector stores that never straddle a cache line keep pace with a
+        // plain vector copy; the loads cannot be aligned as well, the two
+        // ends differ.
         const uint64_t head = std::min<uint64_t>(count, -reinterpret_cast<uintptr_t>(out) & 63);
         for (uint64_t i = 0; i < head; ++i) {
             out[i] = in[count - 1 - i];

@@ -1,7 +1,7 @@
 // The resampler compiled three times: for the x86-64 baseline, for AVX2,
 // where the compiler can turn rows around and interleave pixels in vector
 // registers, and for AVX-512, whose wider registers keep a turned copy at the
-// pace of memcpy. All give the same bytes for every input; ResampleImage
+// pace of a plain copy. All give the same bytes for every input; ResampleImage
 // picks one per call by the processor it runs on. Tests call each directly.
 #pragma once
 
