@@ -138,18 +138,4 @@ void render_pad(uint32_t seed, uint32_t channel, pad_surface surface, uint32_t w
         });
 }
 
-double horizontal_texture(const uint8_t* pixels, uint32_t width, uint32_t height) {
-    if (width < 2 || height == 0) {
-        return 0.0;
-    }
-    uint64_t total = 0;
-    for (uint32_t row = 0; row < height; ++row) {
-        const uint8_t* line = pixels + static_cast<size_t>(row) * width;
-        for (uint32_t col = 1; col < width; ++col) {
-            total += static_cast<uint32_t>(std::abs(line[col] - line[col - 1]));
-        }
-    }
-    return static_cast<double>(total) / (static_cast<double>(width - 1) * height);
-}
-
 }  // namespace sim

@@ -23,8 +23,4 @@ enum class pad_surface { skin, spoof };
 void render_pad(uint32_t seed, uint32_t channel, pad_surface surface, uint32_t width,
                 uint32_t height, uint32_t dpi, uint8_t* pixels);
 
-// Mean absolute difference between horizontal neighbours: a plain measure of
-// fine texture that tells a skin pad (large) from a spoof pad (near 0).
-double horizontal_texture(const uint8_t* pixels, uint32_t width, uint32_t height);
-
 }  // namespace sim

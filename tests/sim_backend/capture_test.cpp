@@ -1,15 +1,11 @@
 // Captures of the simulated backend: sizes, waiting, cancel, outcomes.
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <signal.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
 
 #include "sim_library.h"
-#include "support/thread_asleep.h"
 
 namespace {
 
@@ -121,46 +117,6 @@ TEST_F(SimCapture, ResolutionScalesTheImageButTheRawImageStaysNative) {
     EXPECT_EQ(raw.image.size(), 256u * 360u);
 }
 
-TEST_F(SimCapture, CancelFromAnotherThreadEndsTheWaitAtOnce) {
-    ridgex_handle dev = open("waiting");
-    outcome out{};
-    std::thread capturing = capture_in_background(dev, out);
-    const auto asked = steady_clock::now();
-    EXPECT_EQ(sim.cancel(dev), RIDGEX_SUCCESS);
-    capturing.join();
-    EXPECT_LT(steady_clock::now() - asked, milliseconds(200));
-    EXPECT_EQ(out.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(out.result.success, 0u);
-    EXPECT_EQ(out.result.quality, RIDGEX_QUALITY_CANCELED);
-}
-
-sim_library* signalled_sim = nullptr;
-ridgex_handle signalled_dev = nullptr;
-
-TEST_F(SimCapture, CancelInASignalHandlerOnTheCapturingThread) {
-    signalled_sim = &sim;
-    signalled_dev = open("waiting");
-    struct sigaction action = {};
-    struct sigaction previous = {};
-    action.sa_handler = [](int) { signalled_sim->cancel(signalled_dev); };
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGUSR2, &action, &previous);
-
-    outcome out{};
-    std::atomic<pid_t> capturing_thread{0};
-    std::thread capturing([&] {
-        capturing_thread = gettid();
-        out = capture(signalled_dev, 5000);
-    });
-    EXPECT_EQ(sim.sim_wait_capturing(0, 5000), 1);
-    EXPECT_TRUE(WaitAsleep(capturing_thread));
-    pthread_kill(capturing.native_handle(), SIGUSR2);
-    capturing.join();
-    sigaction(SIGUSR2, &previous, nullptr);
-    EXPECT_EQ(out.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(out.result.quality, RIDGEX_QUALITY_CANCELED);
-}
-
 TEST_F(SimCapture, ACancelWhileIdleDoesNotEndTheNextCapture) {
     ridgex_handle dev = open("waiting");
     EXPECT_EQ(sim.cancel(dev), RIDGEX_SUCCESS);
@@ -204,16 +160,6 @@ TEST_F(SimCapture, TheReaderIsBusyWhileACaptureWaits) {
     EXPECT_EQ(out.result.quality, RIDGEX_QUALITY_CANCELED);
 }
 
-TEST_F(SimCapture, ADisconnectEndsTheWaitingCaptureWithAFailure) {
-    ridgex_handle dev = open("waiting");
-    outcome out{};
-    std::thread capturing = capture_in_background(dev, out);
-    EXPECT_EQ(sim.sim_disconnect(0), RIDGEX_SUCCESS);
-    capturing.join();
-    EXPECT_EQ(out.status, RIDGEX_E_DEVICE_FAILURE);
-    EXPECT_EQ(out.result.quality, RIDGEX_QUALITY_CANCELED);
-}
-
 TEST_F(SimCapture, ImagesDependOnlyOnTheSeed) {
     ridgex_handle dev = open("quick");
     const outcome one = capture(dev);
@@ -249,7 +195,6 @@ TEST_F(SimCaptureTiming, AFingerAfterADelayUnlessTheTimeOutComesFirst) {
     auto start = steady_clock::now();
     EXPECT_EQ(capture(dev, 50).result.quality, RIDGEX_QUALITY_TIMED_OUT);
     EXPECT_GE(steady_clock::now() - start, milliseconds(50));
-    EXPECT_LT(steady_clock::now() - start, milliseconds(140));
     start = steady_clock::now();
     EXPECT_EQ(capture(dev).result.success, 1u);
     EXPECT_GE(steady_clock::now() - start, milliseconds(150));
