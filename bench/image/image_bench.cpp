@@ -5,7 +5,9 @@
 // reading them first; any routine that changes the bytes on the way passes
 // them through registers, so the loop is the floor for those. Every case
 // reports output megapixels per second and its time as a multiple of each
-// copy; a summary table follows the usual report.
+// copy; a summary table follows the usual report. --isa=avx512, avx2, ssse3
+// or baseline runs the resample cases on that build of the resampler instead
+// of the one this processor would pick; records always use the picked one.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -14,9 +16,11 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "image/finger_image_record.h"
+#include "image/resample_variants.h"
 
 namespace {
 
@@ -43,6 +47,37 @@ struct Row {
     double loop_seconds;
 };
 std::vector<Row> g_rows;  // one per case, in the order the cases ran
+
+// The resampler the cases call: ResampleImage, or one build named by --isa.
+image_detail::ResampleFn g_resample = &ResampleImage;
+
+// Takes --isa=NAME out of the arguments and picks that build of the
+// resampler; false if the name is unknown or this processor lacks the build.
+bool PickBuild(int* argc, char** argv) {
+    constexpr std::string_view kFlag = "--isa=";
+    int kept = 1;
+    bool ok = true;
+    for (int i = 1; i < *argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (!argument.starts_with(kFlag)) {
+            argv[kept++] = argv[i];
+            continue;
+        }
+        const std::string_view name = argument.substr(kFlag.size());
+        const auto& builds = image_detail::kResampleBuilds;
+        const auto* build = std::find_if(std::begin(builds), std::end(builds),
+                                         [&](const auto& b) { return name == b.name; });
+        ok = build != std::end(builds) && build->supported();
+        if (!ok) {
+            std::fprintf(stderr, "no build '%.*s' that this processor runs\n",
+                         static_cast<int>(name.size()), name.data());
+        } else {
+            g_resample = build->run;
+        }
+    }
+    *argc = kept;
+    return ok;
+}
 
 // The framework calls a case several times while it settles on an iteration
 // count; the last call is the one it reports.
@@ -128,8 +163,8 @@ void RegisterResample(const Reader& r, uint32_t output_resolution, bool reverse)
         const std::vector<uint8_t> source = Fingerprint(r);
         std::vector<uint8_t> output(size_t{out_w} * out_h);
         Measure(state, name, out_w * out_h, output.size(), [&] {
-            ResampleImage(output.data(), out_w, out_w * out_h, source.data(), r.width, r.height,
-                          step, reverse);
+            g_resample(output.data(), out_w, out_w * out_h, source.data(), r.width, r.height, step,
+                       reverse);
         });
     });
 }
@@ -167,6 +202,9 @@ void PrintSummary() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!PickBuild(&argc, argv)) {
+        return 1;
+    }
     for (const Reader& r : kReaders) {
         for (bool reverse : {false, true}) {
             RegisterResample(r, r.resolution, reverse);  // the copy path

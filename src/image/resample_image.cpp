@@ -7,7 +7,7 @@
 namespace image_detail {
 namespace {
 
-enum class Isa { kBaseline, kAvx2, kAvx512 };
+enum class Isa { kBaseline, kSsse3, kAvx2, kAvx512 };
 
 // The build's -O2 vectorises only loops that need no scalar remainder; the
 // row loops here all have one, and pay for it many times over.
@@ -49,7 +49,9 @@ RIDGEX_IMAGE_INLINE void ReverseCopy(uint8_t* __restrict out, const uint8_t* __r
 
 // Rows are computed left to right. Turned, a row's pixels fill the block that
 // mirrors its place, from that block's end: written backwards directly where
-// the kernel can, else through a small buffer on the stack.
+// the kernel can, else through a small buffer on the stack. The baseline has
+// no byte shuffle to write backwards in vector registers, so it always takes
+// the buffer, whose reversal goes eight bytes at a time.
 constexpr uint32_t kTurnChunk = 2048;  // even, as DoubleRow needs
 static_assert(kTurnChunk % 2 == 0);
 
@@ -82,7 +84,7 @@ RIDGEX_IMAGE_INLINE void ResampleRows(const Request& r) {
         uint8_t* const turned_place = r.output + (r.output_pixels - written - count);
         if (!r.reverse) {
             Row::Run(r.output + written, 0, count, rows);
-        } else if constexpr (Row::kTurnsInPlace) {
+        } else if constexpr (Row::kTurnsInPlace && kIsa != Isa::kBaseline) {
             Row::template Run<true>(turned_place, 0, count, rows);
         } else {
             uint8_t chunk[kTurnChunk];
@@ -121,17 +123,22 @@ RIDGEX_IMAGE_INLINE void Resample(const Request& r) {
     }
 }
 
-}  // namespace
-
-RIDGEX_VECTORIZE void ResampleImageBaseline(uint8_t* output, uint32_t output_width,
-                                            uint32_t output_pixels, const uint8_t* source,
-                                            uint32_t source_width, uint32_t source_height,
-                                            uint32_t step, bool reverse) {
+RIDGEX_VECTORIZE void ResampleBaseline(uint8_t* output, uint32_t output_width,
+                                       uint32_t output_pixels, const uint8_t* source,
+                                       uint32_t source_width, uint32_t source_height, uint32_t step,
+                                       bool reverse) {
     Resample<Isa::kBaseline>(
         {output, output_width, output_pixels, source, source_width, source_height, step, reverse});
 }
 
-__attribute__((target("avx2"))) RIDGEX_VECTORIZE void ResampleImageAvx2(
+__attribute__((target("ssse3"))) RIDGEX_VECTORIZE void ResampleSsse3(
+    uint8_t* output, uint32_t output_width, uint32_t output_pixels, const uint8_t* source,
+    uint32_t source_width, uint32_t source_height, uint32_t step, bool reverse) {
+    Resample<Isa::kSsse3>(
+        {output, output_width, output_pixels, source, source_width, source_height, step, reverse});
+}
+
+__attribute__((target("avx2"))) RIDGEX_VECTORIZE void ResampleAvx2(
     uint8_t* output, uint32_t output_width, uint32_t output_pixels, const uint8_t* source,
     uint32_t source_width, uint32_t source_height, uint32_t step, bool reverse) {
     Resample<Isa::kAvx2>(
@@ -139,34 +146,46 @@ __attribute__((target("avx2"))) RIDGEX_VECTORIZE void ResampleImageAvx2(
 }
 
 __attribute__((target("avx512bw,avx512vl,prefer-vector-width=512"))) RIDGEX_VECTORIZE void
-ResampleImageAvx512(uint8_t* output, uint32_t output_width, uint32_t output_pixels,
-                    const uint8_t* source, uint32_t source_width, uint32_t source_height,
-                    uint32_t step, bool reverse) {
+ResampleAvx512(uint8_t* output, uint32_t output_width, uint32_t output_pixels,
+               const uint8_t* source, uint32_t source_width, uint32_t source_height, uint32_t step,
+               bool reverse) {
     Resample<Isa::kAvx512>(
         {output, output_width, output_pixels, source, source_width, source_height, step, reverse});
 }
 
 // Reads of a word that libgcc fills at load time: no lock, no system call.
-bool CpuHasAvx2() {
-    return __builtin_cpu_supports("avx2");
-}
-bool CpuHasAvx512() {
+bool HasAvx512() {
     return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
 }
+bool HasAvx2() {
+    return __builtin_cpu_supports("avx2");
+}
+bool HasSsse3() {
+    return __builtin_cpu_supports("ssse3");
+}
+bool Everywhere() {
+    return true;
+}
+
+}  // namespace
+
+const ResampleBuild kResampleBuilds[4] = {
+    {"avx512", &ResampleAvx512, &HasAvx512},
+    {"avx2", &ResampleAvx2, &HasAvx2},
+    {"ssse3", &ResampleSsse3, &HasSsse3},
+    {"baseline", &ResampleBaseline, &Everywhere},
+};
 
 }  // namespace image_detail
 
 void ResampleImage(uint8_t* output, uint32_t output_width, uint32_t output_pixels,
                    const uint8_t* source, uint32_t source_width, uint32_t source_height,
                    uint32_t step, bool reverse) {
-    if (image_detail::CpuHasAvx512()) {
-        image_detail::ResampleImageAvx512(output, output_width, output_pixels, source, source_width,
-                                          source_height, step, reverse);
-    } else if (image_detail::CpuHasAvx2()) {
-        image_detail::ResampleImageAvx2(output, output_width, output_pixels, source, source_width,
-                                        source_height, step, reverse);
-    } else {
-        image_detail::ResampleImageBaseline(output, output_width, output_pixels, source,
-                                            source_width, source_height, step, reverse);
+    for (const image_detail::ResampleBuild& build : image_detail::kResampleBuilds) {
+        if (build.supported()) {
+            build.run(output, output_width, output_pixels, source, source_width, source_height,
+                      step, reverse);
+            return;
+        }
     }
 }

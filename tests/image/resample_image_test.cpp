@@ -81,7 +81,7 @@ TEST_P(ResampleExamples, NothingToWriteWritesNothing) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, ResampleExamples, ::testing::ValuesIn(kResampleVariants),
+INSTANTIATE_TEST_SUITE_P(Variants, ResampleExamples, ::testing::ValuesIn(ResampleVariants()),
                          VariantName);
 
 }  // namespace

@@ -177,7 +177,7 @@ TEST_P(ResampleProperties, ConstantImageStaysConstant) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Variants, ResampleProperties, ::testing::ValuesIn(kResampleVariants),
+INSTANTIATE_TEST_SUITE_P(Variants, ResampleProperties, ::testing::ValuesIn(ResampleVariants()),
                          VariantName);
 
 }  // namespace

@@ -8,37 +8,36 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "image/finger_image_record.h"
 #include "image/resample_variants.h"
 
+namespace image_detail {
+// Found by argument lookup, so that test listings name the build.
+inline void PrintTo(const ResampleBuild& build, std::ostream* os) {
+    *os << build.name;
+}
+}  // namespace image_detail
+
 namespace image_test {
 
-using ResampleFn = void (*)(uint8_t*, uint32_t, uint32_t, const uint8_t*, uint32_t, uint32_t,
-                            uint32_t, bool);
-
-struct ResampleVariant {
-    const char* name;
-    ResampleFn run;
-    bool (*supported)();
-};
+using image_detail::ResampleBuild;
+using image_detail::ResampleFn;
 
 inline bool Always() {
     return true;
 }
 
-inline void PrintTo(const ResampleVariant& variant, std::ostream* os) {
-    *os << variant.name;
+// The dispatching entry point, then every build.
+inline std::vector<ResampleBuild> ResampleVariants() {
+    std::vector<ResampleBuild> variants{{"dispatch", &ResampleImage, &Always}};
+    variants.insert(variants.end(), std::begin(image_detail::kResampleBuilds),
+                    std::end(image_detail::kResampleBuilds));
+    return variants;
 }
 
-inline const ResampleVariant kResampleVariants[] = {
-    {"Dispatch", &ResampleImage, &Always},
-    {"Baseline", &image_detail::ResampleImageBaseline, &Always},
-    {"Avx2", &image_detail::ResampleImageAvx2, &image_detail::CpuHasAvx2},
-    {"Avx512", &image_detail::ResampleImageAvx512, &image_detail::CpuHasAvx512},
-};
-
-class ResampleVariantTest : public ::testing::TestWithParam<ResampleVariant> {
+class ResampleVariantTest : public ::testing::TestWithParam<ResampleBuild> {
   protected:
     void SetUp() override {
         if (!GetParam().supported()) {
@@ -48,7 +47,7 @@ class ResampleVariantTest : public ::testing::TestWithParam<ResampleVariant> {
     ResampleFn resample() const { return GetParam().run; }
 };
 
-inline std::string VariantName(const ::testing::TestParamInfo<ResampleVariant>& info) {
+inline std::string VariantName(const ::testing::TestParamInfo<ResampleBuild>& info) {
     return info.param.name;
 }
 
