@@ -29,7 +29,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
     // The caller passes no values, so the text is written as it stands: a
     // percent sign in it never makes the formatter read a missing value.
     if (scope != nullptr) {
-        static_cast<CTraceScope*>(scope)->Message("%s", format != nullptr ? format : "");
+        static_cast<CTraceScope*>(scope)->Text(format);
     }
 }
 

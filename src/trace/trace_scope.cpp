@@ -117,6 +117,17 @@ CTraceScope::~CTraceScope() {
 }
 
 void CTraceScope::Message(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    WriteMessage(format, &args);
+    va_end(args);
+}
+
+void CTraceScope::Text(const char* text) {
+    WriteMessage(text, nullptr);
+}
+
+void CTraceScope::WriteMessage(const char* format, va_list* args) {
     const uint32_t flags = flags_word.load(std::memory_order_relaxed);
     if ((flags & kFlagTrace) == 0 || (flags & kFlagProfiling) != 0) {
         return;
@@ -125,15 +136,17 @@ void CTraceScope::Message(const char* format, ...) {
     if (!LevelWritten(level_)) {
         return;
     }
-    char text[kMessageRoom] = {};
+    const char* text = "";
+    char formatted[kMessageRoom] = {};
     if (format != nullptr && format[0] != '\0') {
         if (!FormatFits(format)) {
             return;
         }
-        va_list args;
-        va_start(args, format);
-        std::vsnprintf(text, sizeof text, format, args);
-        va_end(args);
+        text = format;
+        if (args != nullptr) {
+            std::vsnprintf(formatted, sizeof formatted, format, *args);
+            text = formatted;
+        }
     }
     WriteTimeMarks();
     WriteTextRecord(kMessage, text, std::strlen(text));

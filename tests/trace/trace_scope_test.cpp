@@ -149,11 +149,16 @@ TEST_F(TraceScope, ExportsWriteLikeAScope) {
     void* handle = nullptr;
     ridgex_trace_start("Client::Work", &handle);
     ridgex_trace(handle, "100% literal %s %n");
+    // Counted as a format: 399 units fit, 400 do not, and "%s" counts one more.
+    const std::string longest(399, 'x');
+    ridgex_trace(handle, longest.c_str());
+    ridgex_trace(handle, std::string(400, 'y').c_str());
+    ridgex_trace(handle, (std::string(397, 'z') + "%s").c_str());
     ridgex_trace_error(handle, "error", 0x80000001);
     ridgex_trace_result(handle, "result", 0x80000002);
     ridgex_trace_dispose(handle);
     EXPECT_EQ(Texts('>'), (Strings{"Client::Work"}));
-    EXPECT_EQ(Texts('U'), (Strings{"100% literal %s %n"}));
+    EXPECT_EQ(Texts('U'), (Strings{"100% literal %s %n", longest}));
     EXPECT_EQ(Texts('E'), (Strings{"-2147483647 error", "-2147483646 result"}));
     EXPECT_EQ(Types().back(), '<');
 }
