@@ -10,6 +10,7 @@ std::string model(const char* file) {
     return std::string(RIDGEX_LIB_DIR) + "/" + file;
 }
 
+// Each model tells the simulated live pad from the spoof.
 TEST_F(init_test, EachKnownReaderTakesItsModelAndOnlyProduct8214IsAsked) {
     const struct {
         uint16_t vid;
@@ -23,6 +24,7 @@ TEST_F(init_test, EachKnownReaderTakesItsModelAndOnlyProduct8214IsAsked) {
         {0x147E, 0x2016, 0x66000026, "model_2.3_tcss.dat", 1},
         {0x05BA, 0x2016, 0x66080026, "model_2.3_tcsc.dat", 1},
     };
+    list(kClientHandle);
     for (const auto& reader : readers) {
         SCOPED_TRACE(reader.file);
         backend.sensor_code = reader.code;
@@ -32,9 +34,14 @@ TEST_F(init_test, EachKnownReaderTakesItsModelAndOnlyProduct8214IsAsked) {
         EXPECT_TRUE(detector().isInitialized());
         EXPECT_EQ(scorer.model_path(), model(reader.file));
         EXPECT_EQ(backend.parameter_calls, reader.asked);
+        set_pad(sim::pad_surface::skin);
+        EXPECT_TRUE(passes());
+        set_pad(sim::pad_surface::spoof);
+        EXPECT_FALSE(passes());
         detector().destroy();
     }
     EXPECT_EQ(backend.last_handle, kBackendHandle);
+    EXPECT_EQ(backend.last_pad_format, RIDGEX_IMG_PROC_PAD2);
     EXPECT_EQ(backend.last_parm_id, RIDGEX_PARMID_SENSOR_INFO);
     EXPECT_EQ(backend.last_parm_size, 48u);
 }
@@ -61,10 +68,7 @@ TEST_F(init_test, ReadersWithoutAModelAreRefusedBeforeTheScorerStarts) {
         EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
         EXPECT_FALSE(detector().isInitialized());
     }
-    EXPECT_EQ(scorer.calls("initialize"), 0);
-}
-
-TEST_F(init_test, ReaderOpenedWithoutANameOrNeverEnumeratedIsRefused) {
+    // Nor is a reader opened without a name, or by a name never enumerated.
     enumerate(0x05BA, 0x000E);
     detector().setCurrentName("");
     EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
@@ -105,27 +109,24 @@ TEST_F(init_test, FullTableGivesTheRowSeenLongestAgoToANewName) {
     EXPECT_EQ(detector().init(context), RIDGEX_E_NOT_IMPLEMENTED);
 }
 
-TEST_F(init_test, ScorerThatWillNotStartIsStoppedAndLeftOff) {
+TEST_F(init_test, ScorerOrModelThatFailsStopsTheScorerAndAllowsAnotherTry) {
     enumerate(0x05BA, 0x000E);
-    scorer.fail("initialize", 7);
-    EXPECT_EQ(detector().init(context), RIDGEX_E_SCORER_INIT);
-    EXPECT_FALSE(detector().isInitialized());
-    EXPECT_EQ(scorer.calls("load_model"), 0);
-    EXPECT_EQ(scorer.calls("destroy"), 1);
-    EXPECT_EQ(scorer.calls("destroy_model"), 0);
-
-    scorer.fail("initialize", 0);  // the client may try again
-    EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
-    EXPECT_TRUE(detector().isInitialized());
-}
-
-TEST_F(init_test, ModelThatWillNotLoadStopsTheScorer) {
-    enumerate(0x05BA, 0x000E);
-    scorer.fail("load_model", 9);
-    EXPECT_EQ(detector().init(context), RIDGEX_E_MODEL);
-    EXPECT_FALSE(detector().isInitialized());
-    EXPECT_EQ(scorer.calls("initialize"), 1);
-    EXPECT_EQ(scorer.calls("destroy"), 1);
+    for (const auto& [operation, status] :
+         {std::pair{"initialize", RIDGEX_E_SCORER_INIT}, {"load_model", RIDGEX_E_MODEL}}) {
+        SCOPED_TRACE(operation);
+        scorer.reset();
+        scorer.fail(operation, 7);
+        EXPECT_EQ(detector().init(context), status);
+        EXPECT_FALSE(detector().isInitialized());
+        EXPECT_EQ(scorer.calls("initialize"), 1);
+        EXPECT_EQ(scorer.calls("load_model"), status == RIDGEX_E_MODEL ? 1 : 0);
+        EXPECT_EQ(scorer.calls("destroy"), 1);
+        EXPECT_EQ(scorer.calls("destroy_model"), 0);
+        scorer.fail(operation, 0);
+        EXPECT_EQ(detector().init(context), RIDGEX_SUCCESS);
+        EXPECT_TRUE(detector().isInitialized());
+        detector().destroy();
+    }
 }
 
 TEST_F(init_test, DestroyMakesBothCallsAlsoWhenNothingWasStarted) {

@@ -104,6 +104,17 @@ class liveness_test : public ::testing::Test {
         list(kClientHandle);
     }
 
+    // A good capture of the listed reader through the detector: whether it
+    // passed, or came back rejected with its score cleared.
+    bool passes() {
+        ridgex_capture_result result = good_capture();
+        EXPECT_EQ(detector().detect(kClientHandle, context, &result), RIDGEX_SUCCESS);
+        const bool passed = result.success == 1;
+        EXPECT_EQ(result.quality, passed ? RIDGEX_QUALITY_GOOD : RIDGEX_QUALITY_REJECTED);
+        EXPECT_EQ(result.score, passed ? 77u : 0u);
+        return passed;
+    }
+
     static ridgex_capture_result good_capture(uint32_t width = kWidth, uint32_t height = kHeight) {
         ridgex_capture_result result{};
         result.size = sizeof(result);
