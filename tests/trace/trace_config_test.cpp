@@ -101,64 +101,43 @@ TEST_F(TraceTest, VerbosityIsReadOnlyWhenTheFlagsChange) {
     }
 }
 
-TEST_F(TraceTest, NegativeVerbositySilencesScopesButNotFailures) {
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:ffffffff\n");
-    {
-        CTraceScope scope("Test::Silent", 0);
-        scope.Message("not written");
-        scope.Result("written", 0x80004005);
-    }
-    EXPECT_EQ(Types(), "E");
-}
-
-struct FilterCase {
-    const char* name;
-    std::string lists;  // registry sections, with MODULE for this program's module name
-    bool traced;
-};
-
-const std::string kInclude = Key("Solvane\\Tracing\\Components");
-const std::string kExclude = Key("Solvane\\Tracing\\ComponentsNOT");
-const std::string kModule = "\"MODULE\"=\"\"\n";
-
-class TraceFilter : public TraceTest, public ::testing::WithParamInterface<FilterCase> {};
-
-TEST_P(TraceFilter, DecidesPerModule) {
+// Names compare without regard to case; Components beats ComponentsNOT in
+// whichever order the file holds them; a name behind another in Components
+// still enables; an empty Components leaves the verdict of ComponentsNOT.
+// Failures pass the filter; scopes only when the module is traced.
+TEST_F(TraceTest, FilterDecidesPerModule) {
     const std::string own = ModuleName(platform::module_path());
     std::string upper = own;
     for (char& c : upper) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
-    std::string lists = GetParam().lists;
-    for (const auto& [token, name] : {std::pair{"UPPER", upper}, std::pair{"MODULE", own}}) {
-        for (size_t at; (at = lists.find(token)) != std::string::npos;) {
-            lists.replace(at, std::string(token).size(), name);
+    const std::string include = Key("Solvane\\Tracing\\Components");
+    const std::string exclude = Key("Solvane\\Tracing\\ComponentsNOT");
+    const std::string module = "\"" + own + "\"=\"\"\n";
+    const struct {
+        const char* name;
+        std::string lists;
+        bool traced;
+    } cases[] = {
+        {"no lists", "", true},
+        {"excluded in any case", exclude + "\"" + upper + "\"=\"\"\n", false},
+        {"included in any case", include + "\"" + upper + "\"=\"\"\n", true},
+        {"only others included", include + "\"other\"=\"\"\n", false},
+        {"include beats later exclude", exclude + module + include + module, true},
+        {"include beats earlier exclude", include + module + exclude + module, true},
+        {"included behind another", include + "\"other\"=\"\"\n\"" + own + "\"=dword:0\n", true},
+        {"empty include leaves exclude", include + exclude + module, false},
+    };
+    for (const auto& c : cases) {
+        RestoreLoadState();
+        std::filesystem::remove(trace_file());
+        Configure("\"DoTrace\"=dword:1\n", c.lists);
+        {
+            CTraceScope scope("Test::Filtered", 0);
+            scope.Result("failure", 0x80004005);
         }
+        EXPECT_EQ(Types(), c.traced ? ">E<" : "E") << c.name;
     }
-    Configure("\"DoTrace\"=dword:1\n", lists);
-    {
-        CTraceScope scope("Test::Filtered", 0);
-        scope.Result("failure", 0x80004005);
-    }
-    // Failures pass the filter; scopes only when the module is traced.
-    EXPECT_EQ(Types(), GetParam().traced ? ">E<" : "E");
 }
-
-// Names compare without regard to case; Components beats ComponentsNOT in
-// whichever order the file holds them; a name behind another in Components
-// still enables; an empty Components leaves the verdict of ComponentsNOT.
-INSTANTIATE_TEST_SUITE_P(
-    Lists, TraceFilter,
-    ::testing::Values(
-        FilterCase{"NoLists", "", true},
-        FilterCase{"ExcludedInAnyCase", kExclude + "\"UPPER\"=\"\"\n", false},
-        FilterCase{"IncludedInAnyCase", kInclude + "\"UPPER\"=\"\"\n", true},
-        FilterCase{"OnlyOthersIncluded", kInclude + "\"other\"=\"\"\n", false},
-        FilterCase{"IncludeBeatsLaterExclude", kExclude + kModule + kInclude + kModule, true},
-        FilterCase{"IncludeBeatsEarlierExclude", kInclude + kModule + kExclude + kModule, true},
-        FilterCase{"IncludedBehindAnother", kInclude + "\"other\"=\"\"\n\"MODULE\"=dword:0\n",
-                   true},
-        FilterCase{"EmptyIncludeLeavesExclude", kInclude + kExclude + kModule, false}),
-    [](const ::testing::TestParamInfo<FilterCase>& info) { return info.param.name; });
 
 }  // namespace

@@ -68,7 +68,7 @@ std::string NameFor(const FileNameSettings& settings, const std::string& program
     return ComposeFileName(settings, "/bin/" + program, library, 7, &path) ? path : "failed";
 }
 
-TEST(TraceFileName, BuiltFromProgramLibraryAndSession) {
+TEST(TraceFileName, BuiltFromProgramLibraryAndSessionUpTo259Characters) {
     std::string path;
     ASSERT_TRUE(ComposeFileName({}, "/opt/app/client", "/opt/app/libridgex.so.3", 1234, &path));
     EXPECT_EQ(path, "/opt/app/client.libridgex.so.x64.1234.trc3");
@@ -79,9 +79,6 @@ TEST(TraceFileName, BuiltFromProgramLibraryAndSession) {
     EXPECT_EQ(NameFor(settings), "/as/given/name.x");
     settings.file_name = "/" + std::string(300, 'f');
     EXPECT_EQ(NameFor(settings).size(), 259u);
-}
-
-TEST(TraceFileName, PathOf260CharactersFails) {
     const std::string library = "/" + std::string(230, 'd') + "/libridgex.so";
     // 232 + "c.libridgex.so.x64.7.trc3" (25) = 257 fits; three more do not.
     EXPECT_NE(NameFor({}, "c", library), "failed");
@@ -121,32 +118,25 @@ TEST_F(TraceTest, NewFileBeginsWithMagicHeadAndMarks) {
     EXPECT_EQ(Types(), "><");
     // The byte behind ".\r\n" is the first byte of the thread id.
     EXPECT_EQ(file.records[0].offset, bytes.find("\r\n.\r\n") + 5);
-    // An exit record has no text: 7 bytes.
+    // An exit record has no text: 7 bytes. Texts are stored enciphered.
     EXPECT_EQ(bytes.size() - file.records.back().offset, 7u);
+    EXPECT_EQ(bytes.find("Test::Scope"), std::string::npos);
 }
 
-TEST_F(TraceTest, NewFileAlwaysZeroContinuesAFileWithContent) {
-    Configure("\"DoTrace\"=dword:1\n\"NewFileAlways\"=dword:0\n");
-    WriteFile(trace_file(), "earlier");
-    OneScope();
-    const std::string bytes = ReadFile(trace_file());
-    EXPECT_EQ(bytes.substr(0, 7), "earlier");
-    const auto records = trc3::ReadTraceFile(bytes.substr(7)).records;
-    ASSERT_GE(records.size(), 4u);
-    EXPECT_EQ(std::string({records[0].type, records[1].type, records[2].type, records[3].type}),
-              "NtT>");
-    EXPECT_EQ(records[0].text.size(), 10u);  // MM-DD-YYYY
-}
-
-TEST_F(TraceTest, OtherwiseTheFileStartsAfreshWithAHead) {
+// Only NewFileAlways 0 and a file with content continue the file: a new
+// date, then the time marks; everything else starts afresh with a head.
+TEST_F(TraceTest, FileIsContinuedOrStartedAfresh) {
     const struct {
         const char* setting;
         const char* earlier;  // null: no file
-    } cases[] = {{"\"NewFileAlways\"=dword:0\n", ""},
-                 {"\"NewFileAlways\"=dword:0\n", nullptr},
-                 {"", "earlier content"},
-                 {"\"NewFileAlways\"=\"0\"\n", "earlier content"}};
+        bool continued;
+    } cases[] = {{"\"NewFileAlways\"=dword:0\n", "earlier", true},
+                 {"\"NewFileAlways\"=dword:0\n", "", false},
+                 {"\"NewFileAlways\"=dword:0\n", nullptr, false},
+                 {"", "earlier", false},
+                 {"\"NewFileAlways\"=\"0\"\n", "earlier", false}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.setting) + (c.earlier ? c.earlier : "no file"));
         SlvTraceNS::RestoreLoadState();
         Configure(std::string("\"DoTrace\"=dword:1\n") + c.setting);
         std::filesystem::remove(trace_file());
@@ -154,8 +144,18 @@ TEST_F(TraceTest, OtherwiseTheFileStartsAfreshWithAHead) {
             WriteFile(trace_file(), c.earlier);
         }
         OneScope();
-        EXPECT_EQ(ReadFile(trace_file()).substr(0, 8), "trace3\r\n") << c.setting;
-        EXPECT_EQ(Types(), "><") << c.setting;
+        const std::string bytes = ReadFile(trace_file());
+        if (!c.continued) {
+            EXPECT_EQ(bytes.substr(0, 8), "trace3\r\n");
+            EXPECT_EQ(Types(), "><");
+            continue;
+        }
+        EXPECT_EQ(bytes.substr(0, 7), "earlier");
+        const auto records = trc3::ReadTraceFile(bytes.substr(7)).records;
+        ASSERT_GE(records.size(), 4u);
+        EXPECT_EQ(std::string({records[0].type, records[1].type, records[2].type, records[3].type}),
+                  "NtT>");
+        EXPECT_EQ(records[0].text.size(), 10u);  // MM-DD-YYYY
     }
 }
 
@@ -195,22 +195,6 @@ TEST_F(TraceTest, AFailedWriteLosesOneRecordOnly) {
     }
     scope.Message("kept");
     EXPECT_EQ(Texts('U'), (std::vector<std::string>{"kept"}));
-}
-
-TEST_F(TraceTest, EqualTextsGiveEqualCipherBytes) {
-    Configure("\"DoTrace\"=dword:1\n");
-    { CTraceScope scope("Twice::Same", 0); }
-    { CTraceScope scope("Twice::Same", 0); }
-    const std::string bytes = ReadFile(trace_file());
-    std::vector<std::string> stored;
-    for (const auto& record : ReadBack().records) {
-        if (record.type == '>') {
-            stored.push_back(bytes.substr(record.offset + 7, record.text.size()));
-        }
-    }
-    ASSERT_EQ(stored.size(), 2u);
-    EXPECT_EQ(stored[0], stored[1]);
-    EXPECT_NE(stored[0], "Twice::Same");  // and enciphered
 }
 
 }  // namespace

@@ -63,7 +63,9 @@ TEST_F(Trc3Reader, ToolPrintsOneCallTreePerThread) {
     }
 }
 
-TEST_F(Trc3Reader, CutFileIsReportedAndReadUpToTheCut) {
+// A cut file is read up to the cut; overwritten bytes are skipped and reading
+// goes on; a head in the middle means another process recreated the file.
+TEST_F(Trc3Reader, DamageIsReportedAndReadingGoesOn) {
     const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
     ASSERT_TRUE(whole.problems.empty());
     const trc3::TraceFile cut = trc3::ReadTraceFile(bytes_.substr(0, bytes_.size() - 3));
@@ -72,29 +74,22 @@ TEST_F(Trc3Reader, CutFileIsReportedAndReadUpToTheCut) {
     EXPECT_EQ(cut.records.size(), whole.records.size() - 1);
     EXPECT_LE(cut.records.back().offset, whole.records[whole.records.size() - 2].offset);
     EXPECT_NE(Print(cut).find("no exit recorded for: Reader::Outer"), std::string::npos);
-}
 
-TEST_F(Trc3Reader, OverwrittenBytesAreSkippedAndReadingGoesOn) {
-    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
     const size_t damaged = whole.records[4].offset;
     std::string broken = bytes_;
     broken.replace(damaged, 5, "\xFF\xFF\xFF\xFF\xFF");
     const trc3::TraceFile file = trc3::ReadTraceFile(broken);
     ASSERT_EQ(file.problems.size(), 1u);
     EXPECT_EQ(file.problems[0].offset, damaged);
-    // Everything behind the damaged record is read as before.
     EXPECT_EQ(file.records.back().offset, whole.records.back().offset);
     EXPECT_GE(file.records.size(), whole.records.size() - 2);
-}
 
-TEST_F(Trc3Reader, HeadInTheMiddleMeansAnotherProcessRecreatedTheFile) {
-    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
-    const trc3::TraceFile file = trc3::ReadTraceFile("junk" + bytes_ + bytes_);
-    EXPECT_EQ(file.heads.size(), 2u);
-    EXPECT_EQ(file.records.size(), 2 * whole.records.size());
-    ASSERT_EQ(file.problems.size(), 3u);  // not at the start, junk, second head
-    EXPECT_EQ(file.problems[2].offset, 4 + bytes_.size());
-    EXPECT_NE(Print(file, true).find("Damage (3)"), std::string::npos);
+    const trc3::TraceFile twice = trc3::ReadTraceFile("junk" + bytes_ + bytes_);
+    EXPECT_EQ(twice.heads.size(), 2u);
+    EXPECT_EQ(twice.records.size(), 2 * whole.records.size());
+    ASSERT_EQ(twice.problems.size(), 3u);  // not at the start, junk, second head
+    EXPECT_EQ(twice.problems[2].offset, 4 + bytes_.size());
+    EXPECT_NE(Print(twice, true).find("Damage (3)"), std::string::npos);
 }
 
 }  // namespace
