@@ -2,24 +2,35 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
+
+#include "platform/thread.h"
+#include "support/thread_asleep.h"
 
 namespace {
 
-TEST(LockObject, RecursiveAndExclusive) {
+TEST(LockObject, HolderEntersAgainAndOthersWait) {
     lock_object_t lock;
-    long counter = 0;  // plain on purpose: only the lock guards it
-    auto add = [&] {
-        for (int i = 0; i < 20000; ++i) {
-            scoped_lock_t outer(lock);
-            scoped_lock_t inner(lock);  // the holder enters again
-            ++counter;
+    std::atomic<uint32_t> other_id{0};
+    std::atomic<bool> entered{false};
+    std::thread other;
+    {
+        scoped_lock_t outer(lock);
+        scoped_lock_t inner(lock);
+        other = std::thread([&] {
+            other_id = platform::current_thread_id();
+            scoped_lock_t held(lock);
+            entered = true;
+        });
+        while (other_id == 0) {
+            std::this_thread::yield();
         }
-    };
-    std::thread a(add), b(add);
-    a.join();
-    b.join();
-    EXPECT_EQ(counter, 40000);
+        WaitAsleep(static_cast<pid_t>(other_id.load()));
+        EXPECT_FALSE(entered);
+    }
+    other.join();
+    EXPECT_TRUE(entered);
 }
 
 }  // namespace

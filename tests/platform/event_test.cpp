@@ -8,21 +8,18 @@
 
 namespace {
 
+// None of the failed waits consumes the live event.
 TEST(WaitAny, BadDescriptorOrFailedPollFails) {
     const int live = platform::event_create();
     ASSERT_GE(live, 0);
     platform::event_set(live);
-
-    int closed = platform::event_create();
+    const int closed = platform::event_create();
     platform::event_close(closed);
-    const int with_closed[] = {live, closed};
+    const int with_closed[] = {live, closed}, with_missing[] = {live, -1};
     EXPECT_EQ(platform::wait_any(with_closed, 2, 0), platform::wait_failed);
-
-    const int with_missing[] = {live, -1};
     EXPECT_EQ(platform::wait_any(with_missing, 2, 0), platform::wait_failed);
     EXPECT_EQ(platform::wait_any(with_missing, platform::max_wait_events + 1, 0),
               platform::wait_failed);
-
     {
         syscall_override broken_poll(
             &platform::syscall_table::poll, +[](pollfd*, nfds_t, int) {
@@ -31,7 +28,6 @@ TEST(WaitAny, BadDescriptorOrFailedPollFails) {
             });
         EXPECT_EQ(platform::wait_any(&live, 1, platform::wait_forever), platform::wait_failed);
     }
-    // None of the failed waits consumed the live event.
     EXPECT_EQ(platform::wait_any(&live, 1, 0), 0);
     platform::event_close(live);
 }

@@ -13,37 +13,33 @@ namespace {
 using ridgex_test::TempFolder;
 using ridgex_test::WriteFile;
 
-// The test environment points SYSTEMD_UNIT_PATH at an empty folder of the
-// build; these tests point it at folders of their own, never the machine's.
-class ServiceTest : public ::testing::Test {
-  protected:
-    void TearDown() override { setenv("SYSTEMD_UNIT_PATH", "/nonexistent-units", 1); }
-    static void use_units(const std::string& path) { setenv("SYSTEMD_UNIT_PATH", path.c_str(), 1); }
-
-    TempFolder first_, second_;
-};
-
-TEST_F(ServiceTest, UnitInAnyFolderOfThePathCountsReadAtEveryCall) {
-    WriteFile(second_ / "slvhost.service", "[Unit]\n");
-    use_units(first_.path().string());
-    EXPECT_FALSE(platform::service_installed("SLVHOST"));
-    use_units("::" + first_.path().string() + ":" + second_.path().string() + ":");
-    EXPECT_TRUE(platform::service_installed("SLVHOST"));
-    EXPECT_TRUE(platform::service_installed("SlvHost"));
-    EXPECT_FALSE(platform::service_installed("OTHER"));
-    use_units("");
-    EXPECT_FALSE(platform::service_installed("SLVHOST"));
-}
-
-TEST_F(ServiceTest, OnlyAUnitFileByAPlainNameCounts) {
-    std::filesystem::create_directory(first_.path() / "slvhost.service");
-    std::filesystem::create_directory(first_.path() / "sub");
-    WriteFile(first_ / "sub/x.service", "[Unit]\n");
-    use_units(first_.path().string());
-    EXPECT_FALSE(platform::service_installed("SLVHOST"));
-    EXPECT_FALSE(platform::service_installed("sub/x"));
-    EXPECT_FALSE(platform::service_installed(""));
-    EXPECT_FALSE(platform::service_installed(nullptr));
+// Only a unit file by a plain name counts, in any folder of the unit path,
+// which is read at every call. The test points the path at folders of its
+// own, never the machine's.
+TEST(Service, UnitFileInAnyFolderOfThePath) {
+    TempFolder first, second;
+    WriteFile(second / "slvhost.service", "[Unit]\n");
+    std::filesystem::create_directory(first.path() / "slvhost.service");
+    std::filesystem::create_directory(first.path() / "sub");
+    WriteFile(first / "sub/x.service", "[Unit]\n");
+    const std::string a = first.path().string(),
+                      both = "::" + a + ":" + second.path().string() + ":";
+    struct {
+        std::string units;
+        const char* name;
+        bool installed;
+    } const cases[] = {
+        {a, "SLVHOST", false},  // a folder by the unit's name
+        {both, "SLVHOST", true}, {both, "SlvHost", true}, {both, "OTHER", false},
+        {a, "sub/x", false},     {a, "", false},          {a, nullptr, false},
+        {"", "SLVHOST", false},
+    };
+    for (const auto& c : cases) {
+        setenv("SYSTEMD_UNIT_PATH", c.units.c_str(), 1);
+        EXPECT_EQ(platform::service_installed(c.name), c.installed)
+            << c.units << " " << (c.name != nullptr ? c.name : "(null)");
+    }
+    setenv("SYSTEMD_UNIT_PATH", "/nonexistent-units", 1);
 }
 
 }  // namespace
