@@ -1,5 +1,4 @@
-#include "base/signal.h"
-
+// Locks, prioritised signals and thread start: the foundation of every wait.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -7,10 +6,38 @@
 #include <chrono>
 #include <thread>
 
+#include "base/lock_object.h"
+#include "base/signal.h"
+#include "base/spawn_thread.h"
+#include "platform/thread.h"
 #include "support/signal_poker.h"
 #include "support/syscall_override.h"
+#include "support/thread_asleep.h"
 
 namespace {
+
+TEST(LockObject, HolderEntersAgainAndOthersWait) {
+    lock_object_t lock;
+    std::atomic<uint32_t> other_id{0};
+    std::atomic<bool> entered{false};
+    std::thread other;
+    {
+        scoped_lock_t outer(lock);
+        scoped_lock_t inner(lock);
+        other = std::thread([&] {
+            other_id = platform::current_thread_id();
+            scoped_lock_t held(lock);
+            entered = true;
+        });
+        while (other_id == 0) {
+            std::this_thread::yield();
+        }
+        WaitAsleep(static_cast<pid_t>(other_id.load()));
+        EXPECT_FALSE(entered);
+    }
+    other.join();
+    EXPECT_TRUE(entered);
+}
 
 using std::chrono::milliseconds;
 
@@ -73,6 +100,36 @@ TEST(WaitSignal, SignalHandlerDoesNotEndTheWait) {
     waiter.join();
     EXPECT_EQ(result.load(), 1);
     EXPECT_GT(poker.delivered(), before);
+}
+
+struct probe_t {
+    std::atomic<uint32_t> seen_id{0};
+    signal_t done;
+};
+
+// Without an event the spawner could not tell when its start record may go,
+// so it starts no thread at all.
+TEST(SpawnThread, GivesTheNewThreadsIdentifierOrZeroWithoutAnEvent) {
+    probe_t probe;
+    const uint32_t id = spawn_thread(
+        [](void* arg) {
+            auto* probe = static_cast<probe_t*>(arg);
+            probe->seen_id = platform::current_thread_id();
+            probe->done.Set();
+        },
+        &probe);
+    EXPECT_NE(id, 0u);
+    EXPECT_NE(id, platform::current_thread_id());
+    signal_t* done[] = {&probe.done};
+    ASSERT_EQ(wait_signal(1, done, 5000), 0);
+    EXPECT_EQ(id, probe.seen_id.load());
+
+    syscall_override no_events(
+        &platform::syscall_table::eventfd, +[](unsigned int, int) {
+            errno = EMFILE;
+            return -1;
+        });
+    EXPECT_EQ(spawn_thread([](void*) { ADD_FAILURE() << "a thread ran"; }, nullptr), 0u);
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
-#include "base/vector.h"
-
+// The growing array and the bounded queue: growth and wrap-around.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <new>
 #include <vector>
 
+#include "base/queue.h"
+#include "base/vector.h"
 #include "support/syscall_override.h"
 
 namespace {
@@ -108,6 +109,28 @@ TEST(Vector, RemoveAndFreeDestroyOnlyWhereChosen) {
         EXPECT_EQ(values(keeping), (std::vector<int>{2}));
     }
     EXPECT_EQ(item_t::destroyed, 0);
+}
+
+TEST(Queue, HoldsOneItemLessThanItsSlotsAndWraps) {
+    queue_t<int, 10> queue;
+    int items[11];
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_TRUE(queue.Push(&items[i])) << i;
+    }
+    EXPECT_FALSE(queue.Push(&items[9]));
+    int* out = nullptr;
+    ASSERT_TRUE(queue.Pop(out));
+    EXPECT_EQ(out, &items[0]);
+    EXPECT_TRUE(queue.Push(&items[9]));  // the write index wraps from 9 to 0
+    EXPECT_FALSE(queue.Push(&items[10]));
+    for (int i = 1; i <= 9; ++i) {
+        ASSERT_TRUE(queue.Pop(out));
+        EXPECT_EQ(out, &items[i]);
+    }
+    int* untouched = &items[10];
+    out = untouched;
+    EXPECT_FALSE(queue.Pop(out));
+    EXPECT_EQ(out, untouched);
 }
 
 }  // namespace
