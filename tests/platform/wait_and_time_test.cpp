@@ -1,28 +1,32 @@
-#include "platform/event.h"
-
+// Events and the wait on them, sleeping and clocks.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <thread>
 
+#include "platform/clock.h"
+#include "platform/event.h"
+#include "platform/thread.h"
+#include "support/signal_poker.h"
 #include "support/syscall_override.h"
 
 namespace {
 
+// None of the failed waits consumes the live event.
 TEST(WaitAny, BadDescriptorOrFailedPollFails) {
     const int live = platform::event_create();
     ASSERT_GE(live, 0);
     platform::event_set(live);
-
-    int closed = platform::event_create();
+    const int closed = platform::event_create();
     platform::event_close(closed);
-    const int with_closed[] = {live, closed};
+    const int with_closed[] = {live, closed}, with_missing[] = {live, -1};
     EXPECT_EQ(platform::wait_any(with_closed, 2, 0), platform::wait_failed);
-
-    const int with_missing[] = {live, -1};
     EXPECT_EQ(platform::wait_any(with_missing, 2, 0), platform::wait_failed);
     EXPECT_EQ(platform::wait_any(with_missing, platform::max_wait_events + 1, 0),
               platform::wait_failed);
-
     {
         syscall_override broken_poll(
             &platform::syscall_table::poll, +[](pollfd*, nfds_t, int) {
@@ -31,7 +35,6 @@ TEST(WaitAny, BadDescriptorOrFailedPollFails) {
             });
         EXPECT_EQ(platform::wait_any(&live, 1, platform::wait_forever), platform::wait_failed);
     }
-    // None of the failed waits consumed the live event.
     EXPECT_EQ(platform::wait_any(&live, 1, 0), 0);
     platform::event_close(live);
 }
@@ -83,22 +86,45 @@ TEST(WaitAny, ReadyButAlreadyConsumedPollsAgain) {
     EXPECT_EQ(platform::wait_any(events, 2, 1000), 1);
     EXPECT_EQ(polls, 2);
 
-    polls = 0;
+    // A cancel may run in a signal handler; the calls must leave errno as the
+    // interrupted code had it, though reading an empty event gives EAGAIN.
+    errno = EDOM;
+    platform::event_reset(raced);
     EXPECT_EQ(platform::wait_any(&raced, 1, 30), platform::wait_timed_out);
+    EXPECT_EQ(errno, EDOM);
     platform::event_close(raced);
     platform::event_close(set);
 }
 
-TEST(Event, CallsLeaveErrnoAlone) {
-    // A cancel may run in a signal handler; it must not change errno under
-    // the code that the signal interrupted.
-    const int event = platform::event_create();
-    errno = EDOM;
-    platform::event_reset(event);  // reads an empty event: EAGAIN inside
-    EXPECT_EQ(errno, EDOM);
-    EXPECT_EQ(platform::wait_any(&event, 1, 0), platform::wait_timed_out);
-    EXPECT_EQ(errno, EDOM);
-    platform::event_close(event);
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+TEST(Clocks, SleepLastsThroughSignalsTickCountsMsLocalTimeHasSystemtimeFields) {
+    signal_poker poker;
+    std::atomic<int64_t> slept_ms{0};
+    std::atomic<uint32_t> ticks{0};
+    std::thread sleeper([&] {
+        const auto start = steady_clock::now();
+        const uint32_t before = platform::tick_count();
+        platform::sleep_ms(150);
+        ticks = platform::tick_count() - before;
+        slept_ms = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start).count();
+    });
+    poker.poke(sleeper.native_handle(), milliseconds(100));
+    sleeper.join();
+    EXPECT_GE(slept_ms.load(), 150);
+    EXPECT_GE(ticks.load(), 140u);  // the coarse clock moves in steps of a few ms
+    EXPECT_LT(ticks.load(), 10000u);
+
+    const time_t now = time(nullptr);
+    tm expected;
+    localtime_r(&now, &expected);
+    const platform::local_time_t local = platform::local_time();
+    EXPECT_EQ(local.year, expected.tm_year + 1900);
+    EXPECT_EQ(local.month, expected.tm_mon + 1);
+    EXPECT_EQ(local.day_of_week, expected.tm_wday);
+    EXPECT_EQ(local.day, expected.tm_mday);
+    EXPECT_LT(local.milliseconds, 1000);
 }
 
 }  // namespace

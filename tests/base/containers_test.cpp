@@ -1,11 +1,12 @@
-#include "base/vector.h"
-
+// The growing array and the bounded queue: growth and wrap-around.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <new>
 #include <vector>
 
+#include "base/queue.h"
+#include "base/vector.h"
 #include "support/syscall_override.h"
 
 namespace {
@@ -28,9 +29,6 @@ struct item_t {
     int value = 7;
 };
 
-static_assert(default_item_destruction<item_t> == item_destruction::run);
-static_assert(default_item_destruction<void*> == item_destruction::skip);
-
 // A table filled with the values 1..n, and the values it holds.
 template <typename Vector>
 void fill(Vector& v, int n) {
@@ -48,32 +46,21 @@ std::vector<int> values(const Vector& v) {
     return out;
 }
 
-class VectorTest : public ::testing::Test {
-  protected:
-    void SetUp() override { item_t::destroyed = 0; }
+TEST(Vector, InsertGrowsByItsStepShiftsAndClamps) {
+    item_t::destroyed = 0;
     vector_t<item_t, 4> v;
-};
-
-TEST_F(VectorTest, GrowsByItsStep) {
-    ASSERT_TRUE(v.Insert(0));
-    EXPECT_EQ(v.count, 1u);
-    EXPECT_EQ(v.capacity, 4u);
-    fill(v, 3);
-    EXPECT_EQ(v.capacity, 4u);
-    fill(v, 1);
-    EXPECT_EQ(v.count, 5u);
-    EXPECT_EQ(v.capacity, 8u);
-}
-
-TEST_F(VectorTest, InsertConstructsInPlaceShiftsAndClamps) {
     fill(v, 3);
     ASSERT_TRUE(v.Insert(1));
+    EXPECT_EQ(v.capacity, 4u);
     ASSERT_TRUE(v.Insert(0));
+    EXPECT_EQ(v.capacity, 8u);
     ASSERT_TRUE(v.Insert(99));  // behind the end: appends
     EXPECT_EQ(values(v), (std::vector<int>{7, 1, 7, 2, 3, 7}));
+    EXPECT_EQ(item_t::destroyed, 0);  // moved bitwise, never destroyed
 }
 
-TEST_F(VectorTest, FailedGrowthChangesNothing) {
+TEST(Vector, FailedGrowthOrConstructionChangesNothing) {
+    vector_t<item_t, 4> v;
     fill(v, 4);
     item_t* const block = v.items;
     {
@@ -86,47 +73,32 @@ TEST_F(VectorTest, FailedGrowthChangesNothing) {
     }
     EXPECT_EQ(v.items, block);
     EXPECT_EQ(v.capacity, 4u);
-    EXPECT_EQ(values(v), (std::vector<int>{1, 2, 3, 4}));
-}
-
-TEST_F(VectorTest, ThrowingConstructionLeavesTheItemsInPlace) {
-    fill(v, 2);
     item_t::fail_construction = true;
     EXPECT_THROW(v.Insert(0), std::bad_alloc);
     item_t::fail_construction = false;
-    EXPECT_EQ(values(v), (std::vector<int>{1, 2}));
+    EXPECT_EQ(values(v), (std::vector<int>{1, 2, 3, 4}));
 }
 
-TEST_F(VectorTest, RemoveDestroysAndClosesTheGap) {
-    fill(v, 5);
-    v.Remove(5);  // at or behind the end: nothing happens
-    v.Remove(1000);
-    EXPECT_EQ(item_t::destroyed, 0);
-    v.Remove(1);
-    EXPECT_EQ(values(v), (std::vector<int>{1, 3, 4, 5}));
-    v.Remove(3);  // the last item
-    EXPECT_EQ(values(v), (std::vector<int>{1, 3, 4}));
-    EXPECT_EQ(item_t::destroyed, 2);
-    EXPECT_EQ(v.capacity, 8u);  // the block never shrinks
-}
-
-TEST_F(VectorTest, FreeEmptiesAndTheArrayGrowsAgain) {
-    fill(v, 5);
-    v.Free();
-    EXPECT_EQ(item_t::destroyed, 5);
-    EXPECT_EQ(v.items, nullptr);
-    EXPECT_EQ(v.count, 0u);
-    EXPECT_EQ(v.capacity, 0u);
-    fill(v, 1);
-    EXPECT_EQ(v.capacity, 4u);
-}
-
-TEST_F(VectorTest, DestructionRunsOnlyWhereChosen) {
+TEST(Vector, RemoveAndFreeDestroyOnlyWhereChosen) {
+    item_t::destroyed = 0;
     {
-        vector_t<item_t, 4> destroying;
-        fill(destroying, 3);
+        vector_t<item_t, 4> v;
+        fill(v, 5);
+        v.Remove(5);  // at or behind the end: nothing happens
+        EXPECT_EQ(item_t::destroyed, 0);
+        v.Remove(1);
+        v.Remove(3);  // the last item
+        EXPECT_EQ(values(v), (std::vector<int>{1, 3, 4}));
+        EXPECT_EQ(item_t::destroyed, 2);
+        EXPECT_EQ(v.capacity, 8u);  // the block never shrinks
+        v.Free();
+        EXPECT_EQ(item_t::destroyed, 5);
+        EXPECT_EQ(v.items, nullptr);
+        fill(v, 1);  // empty, and grows again from nothing
+        EXPECT_EQ(values(v), std::vector<int>{1});
+        EXPECT_EQ(v.capacity, 4u);
     }
-    EXPECT_EQ(item_t::destroyed, 3);
+    EXPECT_EQ(item_t::destroyed, 6);
     item_t::destroyed = 0;
     {
         vector_t<item_t, 10, item_destruction::skip> keeping;
@@ -135,6 +107,28 @@ TEST_F(VectorTest, DestructionRunsOnlyWhereChosen) {
         EXPECT_EQ(values(keeping), (std::vector<int>{2}));
     }
     EXPECT_EQ(item_t::destroyed, 0);
+}
+
+TEST(Queue, HoldsOneItemLessThanItsSlotsAndWraps) {
+    queue_t<int, 10> queue;
+    int items[11];
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_TRUE(queue.Push(&items[i])) << i;
+    }
+    EXPECT_FALSE(queue.Push(&items[9]));
+    int* out = nullptr;
+    ASSERT_TRUE(queue.Pop(out));
+    EXPECT_EQ(out, &items[0]);
+    EXPECT_TRUE(queue.Push(&items[9]));  // the write index wraps from 9 to 0
+    EXPECT_FALSE(queue.Push(&items[10]));
+    for (int i = 1; i <= 9; ++i) {
+        ASSERT_TRUE(queue.Pop(out));
+        EXPECT_EQ(out, &items[i]);
+    }
+    int* untouched = &items[10];
+    out = untouched;
+    EXPECT_FALSE(queue.Pop(out));
+    EXPECT_EQ(out, untouched);
 }
 
 }  // namespace
