@@ -56,16 +56,11 @@ void ExpectCancelled(const capture_thread& capture) {
     EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED);
 }
 
-TEST_F(Cancel, IdleReaderIsLeftAloneAndUnknownHandlesRefused) {
+TEST_F(Cancel, IdleOrStreamingReaderIsLeftAloneAndUnknownHandlesRefused) {
     const ridgex_handle dev = Start(Reader("r0"));
     EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 100ms);
-    EXPECT_EQ(SimCount("cancel"), 0u);
     EXPECT_EQ(ridgex_cancel(Handle(5)), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(ridgex_cancel(nullptr), RIDGEX_E_INVALID_DEVICE);
-}
-
-TEST_F(Cancel, StreamGoesOn) {
-    const ridgex_handle dev = Start(Reader("r0"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
     EXPECT_EQ(SimCount("cancel"), 0u);
