@@ -10,19 +10,6 @@ namespace {
 using AsyncStart = capture_fixture;
 using AsyncSeries = capture_fixture;
 
-TEST_F(AsyncStart, ChecksComeBeforeTheBackend) {
-    const ridgex_handle dev = Start(Reader("r0"));
-    ridgex_capture_param parm = Param();
-    EXPECT_EQ(ridgex_capture_async(nullptr, nullptr, nullptr, nullptr), RIDGEX_E_INVALID_DEVICE)
-        << "the handle is tested first";
-    EXPECT_EQ(ridgex_capture_async(dev, &parm, nullptr, nullptr), RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(ridgex_capture_async(dev, nullptr, nullptr, async_recorder::Callback),
-              RIDGEX_E_INVALID_PARAMETER);
-    async_recorder recorder;
-    EXPECT_EQ(recorder.Start(Handle(9)), RIDGEX_E_INVALID_DEVICE);
-    EXPECT_EQ(SimCount("capture"), 0u);
-}
-
 TEST_F(AsyncStart, ProbeThatSucceedsIsAFailure) {
     const ridgex_handle dev = Start("result.capture = 0\n" + Reader("r0"));
     async_recorder recorder;

@@ -9,7 +9,7 @@
 #include "liveness/spoof_detector.h"
 #include "platform/syscalls.h"
 #include "support/syscall_override.h"
-#include "thread_count.h"
+#include "support/thread_count.h"
 
 namespace capture_test {
 

@@ -47,6 +47,13 @@ TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
             << &call - bad;
     }
     EXPECT_EQ(Probe(unknown), RIDGEX_E_INVALID_DEVICE);
+    // The asynchronous start tests the handle first.
+    EXPECT_EQ(ridgex_capture_async(nullptr, nullptr, nullptr, nullptr), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(ridgex_capture_async(Handle(1), &parm, nullptr, nullptr), RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture_async(Handle(1), nullptr, nullptr, async_recorder::Callback),
+              RIDGEX_E_INVALID_PARAMETER);
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(unknown), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(SimCount("capture"), 0u);
 }
 
@@ -180,8 +187,9 @@ TEST_F(Capture, StatusIsBusyBeforeTheBackendKnows) {
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
 }
 
-TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
-    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+TEST_F(PadImage, NeedsNoLockIsNoCaptureAndNeedsTheExport) {
+    const ridgex_handle dev =
+        Start(Reader("r0", "finger = manual") + Reader("r1", "pad_images = no"));
     capture_thread running(dev);
     ASSERT_TRUE(WaitCapturing(0));
     ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD0);
@@ -205,17 +213,12 @@ TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
     Probe(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2 + 1));
     EXPECT_EQ(SimCount("capture"), 2u);
     EXPECT_EQ(SimCount("capture_pad_image"), 2u);
-}
-
-TEST_F(PadImage, ServedDuringAStreamAndRefusedWithoutTheExport) {
-    const ridgex_handle dev = Start(Reader("r0") + Reader("r1", "pad_images = no"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
-    capture_thread pad(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2), 0);
-    ASSERT_TRUE(pad.Join());
-    EXPECT_EQ(pad.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS)
+        << "served during a stream";
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
 
-    ridgex_capture_result result = Result();
+    result.success = 7;
     EXPECT_EQ(Probe(Open("r1"), Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD1), &result),
               RIDGEX_E_NOT_IMPLEMENTED);
     EXPECT_EQ(result.success, 0u);

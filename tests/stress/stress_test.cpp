@@ -20,10 +20,10 @@
 #include <thread>
 #include <vector>
 
-#include "capture/thread_count.h"
 #include "ridgex.h"
 #include "ridgex_sim.h"
 #include "support/sim_backends.h"
+#include "support/thread_count.h"
 
 namespace {
 
