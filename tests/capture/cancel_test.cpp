@@ -79,7 +79,7 @@ TEST_F(CancelBlockingCapture, FromAnotherThreadReturnsOnceTheCaptureLeftTheBacke
     ASSERT_TRUE(WaitCapturing(0));
     EXPECT_LT(Timed([&] { EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS); }), 400ms)
         << "the finish signal, not a round, ends the wait";
-    EXPECT_FALSE(IsCapturing(0));
+    EXPECT_FALSE(WaitCapturing(0, 0));
     ASSERT_TRUE(capture.Join());
     ExpectCancelled(capture);
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);

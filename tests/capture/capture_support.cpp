@@ -97,10 +97,6 @@ bool WaitCapturing(int32_t reader, uint32_t timeout_ms) {
     return wait != nullptr && wait(reader, timeout_ms) == 1;
 }
 
-bool IsCapturing(int32_t reader) {
-    return WaitCapturing(reader, 0);
-}
-
 std::string Reader(const std::string& name, const std::string& settings) {
     return "[reader]\nname = " + name + "\n" + settings + (settings.empty() ? "" : "\n");
 }

@@ -322,8 +322,6 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
     EXPECT_GT(opens, 10u);
     EXPECT_GT(callbacks.load(), 10u);
     EXPECT_GT(handler_runs.load(), 10u);
-    std::printf("opens %u, callbacks %u, signal handler runs %u\n", opens, callbacks.load(),
-                handler_runs.load());
 }
 
 }  // namespace
