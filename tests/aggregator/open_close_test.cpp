@@ -4,18 +4,12 @@
 
 #include <string>
 
-#include "ridgex_sim.h"
 #include "support/sim_backends.h"
 
 namespace {
 
 ridgex_handle Handle(uintptr_t value) {
     return reinterpret_cast<ridgex_handle>(value);
-}
-
-uint32_t SimCount(uint32_t slot, const char* operation, int32_t reader = -1) {
-    auto count = sim_backends::control<ridgex_sim_count_fn>(slot, "ridgex_sim_count");
-    return count != nullptr ? count(operation, reader) : 0xFFFFFFFFu;
 }
 
 std::string Readers(int count) {
@@ -48,12 +42,12 @@ TEST(OpenClose, HandlesCountFromOneGrowPastTenAndAreReused) {
     EXPECT_EQ(ridgex_close(handles[1]), RIDGEX_SUCCESS);
     EXPECT_EQ(ridgex_close(handles[1]), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(ridgex_close(Handle(0)), RIDGEX_E_INVALID_DEVICE);
-    EXPECT_EQ(SimCount(2, "close", 1), 1u);
+    EXPECT_EQ(sim_backends::count(2, "close", 1), 1u);
     EXPECT_EQ(Open("$02$r1"), Handle(2)) << "the lowest free record wins";
     for (ridgex_handle handle : handles) {
         EXPECT_EQ(ridgex_close(handle), RIDGEX_SUCCESS);
     }
-    EXPECT_EQ(SimCount(2, "close"), 13u);
+    EXPECT_EQ(sim_backends::count(2, "close"), 13u);
 }
 
 TEST(OpenClose, BadNamesNeverReachABackend) {
@@ -67,10 +61,10 @@ TEST(OpenClose, BadNamesNeverReachABackend) {
         EXPECT_EQ(ridgex_open(name, &dev), RIDGEX_E_INVALID_PARAMETER) << name;
     }
     EXPECT_EQ(dev, Handle(0x55)) << "a refused open leaves the handle alone";
-    EXPECT_EQ(SimCount(1, "open_ext") + SimCount(3, "open_ext"), 0u);
+    EXPECT_EQ(sim_backends::count(1, "open_ext") + sim_backends::count(3, "open_ext"), 0u);
     EXPECT_EQ(ridgex_open("$01$r0", nullptr), RIDGEX_E_INVALID_PARAMETER);
     EXPECT_NE(ridgex_open("$01$nobody", &dev), RIDGEX_SUCCESS) << "the backend's answer";
-    EXPECT_EQ(SimCount(1, "open_ext"), 1u);
+    EXPECT_EQ(sim_backends::count(1, "open_ext"), 1u);
 }
 
 TEST(OpenClose, WithoutANameTheFirstWillingBackendOpensAndABusyOneEndsTheSearch) {
@@ -84,12 +78,13 @@ TEST(OpenClose, WithoutANameTheFirstWillingBackendOpensAndABusyOneEndsTheSearch)
         ridgex_handle dev = nullptr;
         EXPECT_EQ(ridgex_open_ext(nullptr, RIDGEX_PRIORITY_SHARED, &dev),
                   busy ? RIDGEX_E_DEVICE_BUSY : RIDGEX_SUCCESS);
-        EXPECT_EQ(SimCount(1, "open_ext"), 1u);
-        EXPECT_EQ(SimCount(2, "open_ext", 0), busy ? 0u : 1u);
-        EXPECT_EQ(SimCount(3, "open_ext"), 0u);
+        EXPECT_EQ(sim_backends::count(1, "open_ext"), 1u);
+        EXPECT_EQ(sim_backends::count(2, "open_ext", 0), busy ? 0u : 1u);
+        EXPECT_EQ(sim_backends::count(3, "open_ext"), 0u);
         if (!busy) {
             EXPECT_EQ(ridgex_close(dev), RIDGEX_SUCCESS);
-            EXPECT_EQ(SimCount(2, "close", 0), 1u) << "the record must remember its slot";
+            EXPECT_EQ(sim_backends::count(2, "close", 0), 1u)
+                << "the record must remember its slot";
         }
     }
 }

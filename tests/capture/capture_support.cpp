@@ -78,8 +78,7 @@ void* InterposingLookup(void* library, const char* name) {
 }  // namespace
 
 uint32_t SimCount(const char* operation, int32_t reader) {
-    auto count = Control<ridgex_sim_count_fn>("ridgex_sim_count");
-    return count != nullptr ? count(operation, reader) : 0xFFFFFFFFu;
+    return sim_backends::count(kSlot, operation, reader);
 }
 
 void PlaceFinger(int32_t reader) {
