@@ -9,7 +9,7 @@
 #include "liveness/spoof_detector.h"
 #include "platform/syscalls.h"
 #include "support/syscall_override.h"
-#include "thread_count.h"
+#include "support/thread_count.h"
 
 namespace capture_test {
 
@@ -78,8 +78,7 @@ void* InterposingLookup(void* library, const char* name) {
 }  // namespace
 
 uint32_t SimCount(const char* operation, int32_t reader) {
-    auto count = Control<ridgex_sim_count_fn>("ridgex_sim_count");
-    return count != nullptr ? count(operation, reader) : 0xFFFFFFFFu;
+    return sim_backends::count(kSlot, operation, reader);
 }
 
 void PlaceFinger(int32_t reader) {
@@ -95,10 +94,6 @@ void Disconnect(int32_t reader) {
 bool WaitCapturing(int32_t reader, uint32_t timeout_ms) {
     auto wait = Control<ridgex_sim_wait_capturing_fn>("ridgex_sim_wait_capturing");
     return wait != nullptr && wait(reader, timeout_ms) == 1;
-}
-
-bool IsCapturing(int32_t reader) {
-    return WaitCapturing(reader, 0);
 }
 
 std::string Reader(const std::string& name, const std::string& settings) {

@@ -55,8 +55,6 @@ void PlaceFinger(int32_t reader);
 void Disconnect(int32_t reader);
 // True once a capture waits for a finger on the reader.
 bool WaitCapturing(int32_t reader, uint32_t timeout_ms = 5000);
-// True while a capture waits on the reader right now.
-bool IsCapturing(int32_t reader);
 
 // A reader section for the configuration file.
 std::string Reader(const std::string& name, const std::string& settings = "");

@@ -47,27 +47,77 @@ TEST_F(CaptureChecks, ComeInTheirOrderBeforeTheHandle) {
             << &call - bad;
     }
     EXPECT_EQ(Probe(unknown), RIDGEX_E_INVALID_DEVICE);
+    // The asynchronous start tests the handle first.
+    EXPECT_EQ(ridgex_capture_async(nullptr, nullptr, nullptr, nullptr), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(ridgex_capture_async(Handle(1), &parm, nullptr, nullptr), RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_EQ(ridgex_capture_async(Handle(1), nullptr, nullptr, async_recorder::Callback),
+              RIDGEX_E_INVALID_PARAMETER);
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(unknown), RIDGEX_E_INVALID_DEVICE);
     EXPECT_EQ(SimCount("capture"), 0u);
 }
 
-TEST_F(Capture, AnswersTheSizeThenDeliversTheRecordAndFreesTheReader) {
-    const ridgex_handle dev = Start(Reader("r0", "score = 77"));
-    const ridgex_capture_param iso = Param(RIDGEX_IMG_FMT_ISO19794);
-    uint32_t size = 0;
-    EXPECT_EQ(Probe(dev, iso, nullptr, &size), RIDGEX_E_MORE_DATA);
-    EXPECT_EQ(size, kIsoHeader + kImageBytes);
-    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
-    ridgex_capture_param parm = iso;
-    for (int round = 0; round < 2; ++round) {
+TEST_F(Capture, AnswersTheSizeThenDeliversEachFormat) {
+    const ridgex_handle dev = Start(Reader("r0", "score = 77\nresolutions = 500 1000"));
+    const uint32_t iso = RIDGEX_IMG_FMT_ISO19794;
+    const uint32_t ansi = RIDGEX_IMG_FMT_ANSI381;
+    std::vector<uint8_t> pixels;
+    // The library asks its backend for bare pixels and writes the record
+    // around them; a refused format or resolution never reaches the backend.
+    const struct {
+        uint32_t fmt, proc, res;
+        ridgex_result probed;
+        uint32_t header, pixels;
+    } cases[] = {
+        {RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_DEFAULT, 500, RIDGEX_E_MORE_DATA, 0, kImageBytes},
+        {iso, RIDGEX_IMG_PROC_DEFAULT, 500, RIDGEX_E_MORE_DATA, kIsoHeader, kImageBytes},
+        {ansi, RIDGEX_IMG_PROC_DEFAULT, 500, RIDGEX_E_MORE_DATA, 50, kImageBytes},
+        {ansi, RIDGEX_IMG_PROC_DEFAULT, 1000, RIDGEX_E_MORE_DATA, 50, 4 * kImageBytes},
+        {ansi, RIDGEX_IMG_PROC_RAW, 500, RIDGEX_E_MORE_DATA, 0, kImageBytes},
+        {iso, RIDGEX_IMG_PROC_DEFAULT, 333, RIDGEX_E_INVALID_PARAMETER, 0, 0},
+        {0x1234, RIDGEX_IMG_PROC_DEFAULT, 500, RIDGEX_E_INVALID_PARAMETER, 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.fmt << "/" << c.proc << "/" << c.res);
+        ridgex_capture_param parm = Param(c.fmt, c.proc, c.res);
+        uint32_t size = 0;
+        const uint32_t calls = SimCount("capture");
+        ASSERT_EQ(Probe(dev, parm, nullptr, &size), c.probed);
+        if (c.probed != RIDGEX_E_MORE_DATA) {
+            EXPECT_EQ(SimCount("capture"), calls);
+            continue;
+        }
+        EXPECT_EQ(size, c.header + c.pixels);
+        EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+        // Room for the header alone is no room for pixels at all.
         ridgex_capture_result result = Result();
-        std::vector<uint8_t> image(kIsoHeader + kImageBytes, 0x11);
-        size = static_cast<uint32_t>(image.size());
+        std::vector<uint8_t> image(size, 0x11);
+        uint32_t room = c.header;
+        if (room != 0) {
+            EXPECT_EQ(ridgex_capture(dev, &parm, 1000, &result, &room, image.data()),
+                      RIDGEX_E_MORE_DATA);
+            EXPECT_EQ(room, size);
+        }
         ASSERT_EQ(ridgex_capture(dev, &parm, 1000, &result, &size, image.data()), RIDGEX_SUCCESS);
         EXPECT_EQ(result.success, 1u);
         EXPECT_EQ(result.quality, RIDGEX_QUALITY_GOOD);
         EXPECT_EQ(result.score, 77u);
-        EXPECT_EQ(size, kIsoHeader + kImageBytes);
+        EXPECT_EQ(size, c.header + c.pixels);
+        const std::vector<uint8_t> tail(image.begin() + c.header, image.end());
+        if (pixels.empty()) {
+            pixels = tail;
+        }
+        if (c.header == 0) {
+            EXPECT_EQ(tail, pixels) << "a bare image never gets a header";
+            continue;
+        }
         EXPECT_EQ(std::string(image.begin(), image.begin() + 4), std::string("FIR\0", 4));
+        if (c.fmt == ansi) {
+            EXPECT_EQ(uint32_t{image[24]} << 8 | image[25], c.res);
+        }
+        if (c.pixels == kImageBytes) {
+            EXPECT_EQ(tail, pixels);
+        }
     }
 }
 
@@ -92,6 +142,9 @@ TEST_F(Capture, OutcomesWithoutAnImage) {
         EXPECT_EQ(result.success, 0u);
         if (c.status == RIDGEX_SUCCESS) {
             EXPECT_EQ(result.quality, c.quality);
+            // The backend left the room it was given as the size: a success
+            // without an image tells the client it has no bytes.
+            EXPECT_EQ(size, 0u);
         } else {
             EXPECT_TRUE(
                 std::all_of(image.begin(), image.end(), [](uint8_t b) { return b == 0x11; }));
@@ -134,8 +187,9 @@ TEST_F(Capture, StatusIsBusyBeforeTheBackendKnows) {
     EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
 }
 
-TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
-    const ridgex_handle dev = Start(Reader("r0", "finger = manual"));
+TEST_F(PadImage, NeedsNoLockIsNoCaptureAndNeedsTheExport) {
+    const ridgex_handle dev =
+        Start(Reader("r0", "finger = manual") + Reader("r1", "pad_images = no"));
     capture_thread running(dev);
     ASSERT_TRUE(WaitCapturing(0));
     ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD0);
@@ -159,17 +213,12 @@ TEST_F(PadImage, NeedsNoLockAndIsNoCapture) {
     Probe(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2 + 1));
     EXPECT_EQ(SimCount("capture"), 2u);
     EXPECT_EQ(SimCount("capture_pad_image"), 2u);
-}
-
-TEST_F(PadImage, ServedDuringAStreamAndRefusedWithoutTheExport) {
-    const ridgex_handle dev = Start(Reader("r0") + Reader("r1", "pad_images = no"));
     ASSERT_EQ(ridgex_start_stream(dev), RIDGEX_SUCCESS);
-    capture_thread pad(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD2), 0);
-    ASSERT_TRUE(pad.Join());
-    EXPECT_EQ(pad.status, RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_capture(dev, &parm, 0, &result, &size, pad.data()), RIDGEX_SUCCESS)
+        << "served during a stream";
     EXPECT_EQ(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
 
-    ridgex_capture_result result = Result();
+    result.success = 7;
     EXPECT_EQ(Probe(Open("r1"), Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_PAD1), &result),
               RIDGEX_E_NOT_IMPLEMENTED);
     EXPECT_EQ(result.success, 0u);

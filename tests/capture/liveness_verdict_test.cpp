@@ -60,10 +60,10 @@ class liveness_fixture : public capture_fixture {
         std::vector<uint8_t> image;
     };
 
-    static capture_t Capture(ridgex_handle dev, uint32_t format = RIDGEX_IMG_FMT_ISO19794) {
-        const uint32_t bytes = kImageBytes + (format == RIDGEX_IMG_FMT_ISO19794 ? kIsoHeader : 0);
+    static capture_t Capture(ridgex_handle dev) {
+        const uint32_t bytes = kIsoHeader + kImageBytes;
         capture_t capture{0, Result(), std::vector<uint8_t>(bytes)};
-        ridgex_capture_param parm = Param(format);
+        ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
         uint32_t size = bytes;
         capture.status =
             ridgex_capture(dev, &parm, 5000, &capture.result, &size, capture.image.data());
@@ -84,39 +84,44 @@ using LivenessBlocking = liveness_fixture;
 using LivenessAsync = liveness_fixture;
 using LivenessSwitch = liveness_fixture;
 
-TEST_F(LivenessBlocking, RefusedImageIsErasedHeaderIncluded) {
-    StartReaders();
-    const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    const capture_t refused = Capture(fake);
-    EXPECT_EQ(refused.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(refused.result.success + refused.result.score, 0u);
-    EXPECT_EQ(refused.result.quality, RIDGEX_QUALITY_REJECTED);
-    EXPECT_TRUE(std::all_of(refused.image.begin(), refused.image.end(),
-                            [](uint8_t byte) { return byte == 0xFF; }));
-}
-
-TEST_F(LivenessBlocking, PassedAndFailedChecksLeaveTheImage) {
+TEST_F(LivenessBlocking, RefusedImageIsErasedPassedOrFailedChecksLeaveIt) {
     StartReaders();
     const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
     const capture_t unchecked = Capture(live);
     ASSERT_EQ(unchecked.result.success, 1u);
     EXPECT_EQ(SimCount("capture_pad_image"), 0u) << "an unlisted reader is not scored";
-
     ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    const capture_t passed = Capture(live);
-    EXPECT_EQ(passed.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(passed.result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(passed.image, unchecked.image);
-    EXPECT_EQ(ScorerCalls("get_score"), 1);
-
-    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("load_image_bytes", 9), 0);
-    const capture_t failed = Capture(live);
-    EXPECT_EQ(failed.status, RIDGEX_E_SCORING);
-    EXPECT_EQ(failed.result.success, 1u);
-    EXPECT_EQ(failed.result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(failed.image, unchecked.image);
-    EXPECT_EQ(Status(live), RIDGEX_STATUS_READY) << "a failed check leaves no lock behind";
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    const struct {
+        ridgex_handle dev;
+        const char* failing;  // the scorer call that fails, if any
+        ridgex_result status;
+        uint32_t success;
+        uint32_t quality;
+    } cases[] = {{fake, nullptr, RIDGEX_SUCCESS, 0, RIDGEX_QUALITY_REJECTED},
+                 {live, nullptr, RIDGEX_SUCCESS, 1, RIDGEX_QUALITY_GOOD},
+                 {live, "load_image_bytes", RIDGEX_E_SCORING, 1, RIDGEX_QUALITY_GOOD}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.quality);
+        if (c.failing != nullptr) {
+            ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")(c.failing, 9), 0);
+        }
+        const capture_t seen = Capture(c.dev);
+        EXPECT_EQ(seen.status, c.status);
+        EXPECT_EQ(seen.result.success, c.success);
+        EXPECT_EQ(seen.result.quality, c.quality);
+        if (c.success == 0) {
+            EXPECT_EQ(seen.result.score, 0u);
+            EXPECT_TRUE(std::all_of(seen.image.begin(), seen.image.end(), [](uint8_t byte) {
+                return byte == 0xFF;
+            })) << "the header goes too";
+        } else {
+            EXPECT_EQ(seen.image, unchecked.image);
+        }
+        EXPECT_EQ(Status(c.dev), RIDGEX_STATUS_READY) << "a check leaves no lock behind";
+    }
+    EXPECT_EQ(ScorerCalls("get_score"), 2);
 }
 
 TEST_F(LivenessBlocking, NoPadImageToHandOverLeavesTheCaptureUnscored) {
@@ -131,66 +136,54 @@ TEST_F(LivenessBlocking, NoPadImageToHandOverLeavesTheCaptureUnscored) {
     EXPECT_EQ(ScorerCalls("load_image_bytes"), 0);
 }
 
-TEST_F(LivenessAsync, RefusedImagesAreReportedAndTheSeriesGoesOn) {
-    StartReaders();
-    const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    async_recorder recorder;
-    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
-        if (call == 2) {
-            ridgex_cancel(fake);
-        }
-    };
-    RunSeries(fake, recorder, 2);
-    for (size_t i = 0; i < 2; ++i) {
-        ExpectNoImage(recorder.At(i), RIDGEX_QUALITY_REJECTED);
-    }
-}
-
-TEST_F(LivenessAsync, PassedImageReachesTheCallbackUntouchedAndAFailedCheckEndsTheSeries) {
+TEST_F(LivenessAsync, RefusedImagesAreReportedPassedOnesUntouchedAndAFailedCheckEndsIt) {
     StartReaders();
     const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
     const capture_t reference = Capture(live);
     ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    async_recorder passing;
-    passing.react = [&](size_t, ridgex_capture_callback_data*) { ridgex_cancel(live); };
-    RunSeries(live, passing, 1);
-    const delivery passed = passing.At(0);
-    EXPECT_EQ(passed.error, RIDGEX_SUCCESS);
-    EXPECT_EQ(passed.capture_result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(passed.image, reference.image);
-    EXPECT_EQ(ScorerCalls("get_score"), 1);
-
-    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("get_score", 4), 0);
-    async_recorder failing;
-    RunSeries(live, failing, 1);
-    ASSERT_EQ(failing.Count(), 1u);
-    const delivery failed = failing.At(0);
-    EXPECT_EQ(failed.error, RIDGEX_E_SCORING);
-    EXPECT_EQ(failed.capture_result.success, 1u);
-    EXPECT_EQ(failed.size, 72u + kIsoHeader + kImageBytes);
-    EXPECT_EQ(failed.image, reference.image);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    const struct {
+        ridgex_handle dev;
+        const char* failing;  // the scorer call that fails, if any
+        size_t calls;
+        ridgex_result error;
+    } cases[] = {{fake, nullptr, 2, RIDGEX_SUCCESS},
+                 {live, nullptr, 1, RIDGEX_SUCCESS},
+                 {live, "get_score", 1, RIDGEX_E_SCORING}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.calls);
+        if (c.failing != nullptr) {
+            ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")(c.failing, 4), 0);
+        }
+        async_recorder recorder;
+        recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
+            if (call == c.calls && c.failing == nullptr) {
+                ridgex_cancel(c.dev);
+            }
+        };
+        RunSeries(c.dev, recorder, c.calls);
+        ASSERT_EQ(recorder.Count(), c.calls);
+        for (size_t i = 0; i < c.calls; ++i) {
+            const delivery seen = recorder.At(i);
+            if (c.dev == fake) {
+                ExpectNoImage(seen, RIDGEX_QUALITY_REJECTED);
+                continue;
+            }
+            EXPECT_EQ(seen.error, c.error);
+            EXPECT_EQ(seen.capture_result.success, 1u);
+            EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_GOOD);
+            EXPECT_EQ(seen.size, 72u + kIsoHeader + kImageBytes);
+            EXPECT_EQ(seen.image, reference.image);
+        }
+    }
+    EXPECT_EQ(ScorerCalls("get_score"), 4);
 }
 
-TEST_F(LivenessSwitch, SameReaderTwiceIsListedOnce) {
+TEST_F(LivenessSwitch, ListsEachReaderOnceAndAListThatCannotGrowStopsTheScorer) {
     StartReaders();
     const ridgex_handle live = Open("live");
     const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    EXPECT_EQ(ScorerCalls("initialize"), 1) << "later readers share the first model";
-    ASSERT_EQ(Switch(live, 0), RIDGEX_SUCCESS);
-    EXPECT_FALSE(Listed(live));
-    EXPECT_TRUE(Listed(fake));
-    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
-    ASSERT_EQ(Switch(fake, 0), RIDGEX_SUCCESS);
-    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the list ran empty";
-}
-
-TEST_F(LivenessSwitch, ListThatCannotGrowRefusesAndStopsTheScorer) {
-    StartReaders();
-    const ridgex_handle live = Open("live");
     {
         syscall_override no_growth(
             &platform::syscall_table::realloc, +[](void*, size_t) -> void* { return nullptr; });
@@ -198,8 +191,17 @@ TEST_F(LivenessSwitch, ListThatCannotGrowRefusesAndStopsTheScorer) {
     }
     EXPECT_FALSE(Listed(live));
     EXPECT_FALSE(SpoofDetector::Instance().isInitialized());
-    EXPECT_EQ(Switch(live, 1), RIDGEX_SUCCESS) << "the client can try again";
-    EXPECT_TRUE(Listed(live));
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS) << "the client can try again";
+    const int models = ScorerCalls("initialize");
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    EXPECT_EQ(ScorerCalls("initialize"), models) << "later readers share the first model";
+    ASSERT_EQ(Switch(live, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(Listed(live));
+    EXPECT_TRUE(Listed(fake));
+    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
+    ASSERT_EQ(Switch(fake, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the list ran empty";
 }
 
 }  // namespace

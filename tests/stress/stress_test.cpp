@@ -20,10 +20,10 @@
 #include <thread>
 #include <vector>
 
-#include "capture/thread_count.h"
 #include "ridgex.h"
 #include "ridgex_sim.h"
 #include "support/sim_backends.h"
+#include "support/thread_count.h"
 
 namespace {
 
@@ -206,10 +206,6 @@ int Seconds() {
     return seconds > 0 ? seconds : 3;
 }
 
-uint32_t SimCount(uint32_t slot, const char* operation, int32_t reader) {
-    return sim_backends::control<ridgex_sim_count_fn>(slot, "ridgex_sim_count")(operation, reader);
-}
-
 uint32_t SimOpenHandles() {
     uint32_t open = 0;
     for (uint32_t slot = 1; slot <= 2; ++slot) {
@@ -252,15 +248,15 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
     // next signal waits for the next capture.
     std::thread poker([&] {
         while (!stop) {
-            const uint32_t before = SimCount(2, "capture", kSignalledReader);
+            const uint32_t before = sim_backends::count(2, "capture", kSignalledReader);
             if (wait_capturing(kSignalledReader, 20) != 1) {
                 continue;
             }
             // Again every 50 ms until the capture has ended: ThreadSanitizer
             // holds back a signal that comes while the thread still runs
             // towards its wait, until the thread's next library call.
-            for (int waited = 0; !stop && SimCount(2, "capture", kSignalledReader) == before;
-                 ++waited) {
+            for (int waited = 0;
+                 !stop && sim_backends::count(2, "capture", kSignalledReader) == before; ++waited) {
                 if (waited % 500 == 0) {
                     pthread_kill(target_thread, SIGUSR1);
                 }
@@ -312,18 +308,17 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
     uint32_t opens = 0;
     for (uint32_t slot = 1; slot <= 2; ++slot) {
         for (int32_t reader = 0; reader < 3; ++reader) {
-            const uint32_t opened =
-                SimCount(slot, "open", reader) + SimCount(slot, "open_ext", reader);
-            EXPECT_EQ(SimCount(slot, "close", reader), opened) << slot << "/" << reader;
-            EXPECT_EQ(SimCount(slot, "closed_by_exit", reader), 0u) << slot << "/" << reader;
+            const uint32_t opened = sim_backends::count(slot, "open", reader) +
+                                    sim_backends::count(slot, "open_ext", reader);
+            EXPECT_EQ(sim_backends::count(slot, "close", reader), opened) << slot << "/" << reader;
+            EXPECT_EQ(sim_backends::count(slot, "closed_by_exit", reader), 0u)
+                << slot << "/" << reader;
             opens += opened;
         }
     }
     EXPECT_GT(opens, 10u);
     EXPECT_GT(callbacks.load(), 10u);
     EXPECT_GT(handler_runs.load(), 10u);
-    std::printf("opens %u, callbacks %u, signal handler runs %u\n", opens, callbacks.load(),
-                handler_runs.load());
 }
 
 }  // namespace

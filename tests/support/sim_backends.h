@@ -74,6 +74,13 @@ class sim_backends {
         return function;
     }
 
+    // How often the simulated library in `slot` saw `operation`, on `reader`
+    // or with -1 on all of them; UINT32_MAX while it is not loaded.
+    static uint32_t count(uint32_t slot, const char* operation, int32_t reader = -1) {
+        auto counter = control<uint32_t (*)(const char*, int32_t)>(slot, "ridgex_sim_count");
+        return counter != nullptr ? counter(operation, reader) : UINT32_MAX;
+    }
+
   private:
     static std::string Variable(uint32_t slot) {
         return std::string("RIDGEX_SIM_CONFIG_") + kSlotNames[slot];
