@@ -55,24 +55,6 @@ TEST(WaitSignal, LowestSetIndexWinsOnceAndBadArgumentsConsumeNothing) {
     EXPECT_EQ(wait_signal(3, list, 0), wait_signal_timed_out);
 }
 
-TEST(SpawnThread, GivesTheNewThreadsIdentifier) {
-    struct probe_t {
-        std::atomic<uint32_t> seen_id{0};
-        signal_t done;
-    } probe;
-    const uint32_t id = spawn_thread(
-        [](void* arg) {
-            auto* probe = static_cast<probe_t*>(arg);
-            probe->seen_id = platform::current_thread_id();
-            probe->done.Set();
-        },
-        &probe);
-    signal_t* done[] = {&probe.done};
-    ASSERT_EQ(wait_signal(1, done, 5000), 0);
-    EXPECT_NE(id, platform::current_thread_id());
-    EXPECT_EQ(id, probe.seen_id.load());
-}
-
 // A signal without an event fails every wait on it. Without an event the
 // spawner could not tell when its start record may go, so it starts no thread.
 TEST(WithoutEvents, NullSignalFailsTheWaitAndNoThreadStarts) {
