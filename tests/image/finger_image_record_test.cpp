@@ -18,16 +18,9 @@ using Bytes = std::vector<uint8_t>;
 
 // A 100 × 50 ramp at 500 dots per inch.
 struct Image {
-    uint32_t width = 100;
-    uint32_t height = 50;
-    uint32_t resolution = 500;
-    Bytes pixels = Ramp(100 * 50);
-
-    static Bytes Ramp(size_t n) {
-        Bytes b(n);
-        std::iota(b.begin(), b.end(), 0);
-        return b;
-    }
+    uint32_t width = 100, height = 50, resolution = 500;
+    Bytes pixels = Bytes(5000);
+    Image() { std::iota(pixels.begin(), pixels.end(), 0); }
 };
 
 struct Written {
@@ -35,7 +28,7 @@ struct Written {
     uint32_t size;
     Bytes record;
     Bytes Slice(size_t from, size_t to) const {
-        return Bytes(record.begin() + from, record.begin() + to);
+        return {record.begin() + from, record.begin() + to};
     }
 };
 
@@ -47,6 +40,17 @@ Written Write(const Image& image, uint32_t format, uint32_t output_resolution, u
                                static_cast<uint32_t>(image.pixels.size()), format,
                                output_resolution, reverse, w.record.data(), &w.size);
     return w;
+}
+
+// Big-endian fields of `bytes` each.
+Bytes BigEndian(std::initializer_list<uint32_t> values, int bytes) {
+    Bytes out;
+    for (uint32_t value : values) {
+        for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+            out.push_back(static_cast<uint8_t>(value >> shift));
+        }
+    }
+    return out;
 }
 
 TEST(FingerImageRecord, AnsiAndIsoRecordsOfReaderImage) {
@@ -84,15 +88,6 @@ TEST(FingerImageRecord, RandomRecordsCarryTheReferencePixels) {
     auto pick = [&](uint32_t low, uint32_t high) {
         return std::uniform_int_distribution<uint32_t>(low, high)(random);
     };
-    auto big_endian = [](std::initializer_list<uint32_t> values, int bytes) {
-        Bytes out;
-        for (uint32_t value : values) {
-            for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
-                out.push_back(static_cast<uint8_t>(value >> shift));
-            }
-        }
-        return out;
-    };
     for (int i = 0; i < 300; ++i) {
         Image image;
         image.width = pick(1, 70);
@@ -118,9 +113,9 @@ TEST(FingerImageRecord, RandomRecordsCarryTheReferencePixels) {
                       image.pixels.data(), image.width, image.height, out_w, out_w * out_h,
                       image.resolution * 256 / output_resolution, reverse != 0));
         const uint32_t r = output_resolution;
-        EXPECT_EQ(w.Slice(header - 26, header - 18), big_endian({r, r, r, r}, 2));
-        EXPECT_EQ(w.Slice(header - 14, header - 10), big_endian({out_w * out_h + 14}, 4));
-        EXPECT_EQ(w.Slice(header - 5, header - 1), big_endian({out_w, out_h}, 2));
+        EXPECT_EQ(w.Slice(header - 26, header - 18), BigEndian({r, r, r, r}, 2));
+        EXPECT_EQ(w.Slice(header - 14, header - 10), BigEndian({out_w * out_h + 14}, 4));
+        EXPECT_EQ(w.Slice(header - 5, header - 1), BigEndian({out_w, out_h}, 2));
     }
 }
 
