@@ -122,21 +122,10 @@ class liveness_test : public ::testing::Test {
     }
     std::string model_path() const { return Scorer<nex_sim_model_path_fn>("nex_sim_model_path")(); }
 
-    // A reader's name of this test.
-    static std::string name(const std::string& suffix) {
-        return "$01$" +
-               std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "-" +
-               suffix;
-    }
+    static std::string name(const std::string& suffix) { return "$01$" + suffix; }
     void set_pad(sim::pad_surface surface, uint32_t width = kWidth, uint32_t height = kHeight) {
         backend.pad.resize(static_cast<size_t>(width) * height);
         sim::render_pad(7, 2, surface, width, height, 500, backend.pad.data());
-    }
-    // An optical reader, switched on and listed.
-    void switch_on() {
-        enumerate(name("reader"), 0x05BA, 0x000E);
-        ASSERT_EQ(detector().init(context), RIDGEX_SUCCESS);
-        list(kClient);
     }
     // A good capture of the listed reader through the detector: whether it
     // passed, or came back rejected with its score cleared.

@@ -27,17 +27,13 @@ TEST(TraceModuleName, LibraryVersionAndExtensionAreDropped) {
     }
 }
 
-class TraceFlags : public TraceTest {
-  protected:
-    uint32_t FlagsOf(const std::string& values, const std::string& key = kTracingKey) {
+TEST_F(TraceTest, EachSwitchSetsItsBit) {
+    auto FlagsOf = [&](const std::string& values, const std::string& key = kTracingKey) {
         registry_.Write(key + values);
         platform::registry_key opened;
         EXPECT_TRUE(OpenTracingKey(&opened));
         return BuildFlags(opened);
-    }
-};
-
-TEST_F(TraceFlags, EachSwitchSetsItsBit) {
+    };
     constexpr uint32_t kDefault = kFlagToFile | kFlagNewFile;
     EXPECT_EQ(FlagsOf(""), kDefault);
     EXPECT_EQ(FlagsOf("\"TraceToFile\"=dword:1\n\"NewFileAlways\"=dword:0\n"), kFlagToFile);

@@ -15,23 +15,12 @@ using ridgex_test::ReadFile;
 using ridgex_test::TraceTest;
 using ridgex_test::WriteFile;
 
-// The head's lines in order; a cut line still ends in CR LF.
-TEST(TraceHead, LinesInOrder) {
+// The reader takes the head apart by its lines: a cut one still ends in CR LF.
+TEST(TraceHead, LongLineIsCutAndStillEndsTheLine) {
     HeadFacts facts;
-    facts.kernel_major = 6;
-    facts.kernel_minor = 1;
     facts.machine_name = std::string(300, 'm');
-    facts.local_installation = true;
-    facts.time = {2024, 3, 0, 9, 7, 5, 4, 32};
-    std::string head = ComposeHead(facts);
-    const size_t compiled = head.find("Compiled: ") + 10;
-    head.erase(compiled, head.find("\r\n", compiled) - compiled);  // the build's own date
-    EXPECT_EQ(head,
-              "trace3\r\nCompiled: \r\nOS: UNKNOWN OS(Major:6 Minor:1)\r\nServicePack: \r\n"
-              "Machine name: " +
-                  std::string(258 - 14, 'm') +
-                  "\r\nTrace Ver: 3.0.1\r\nFileVersion: 3.2.0.0\r\nNo Oraline products "
-                  "found\r\ninstallation: LOCAL\r\n03/09/2024 07:05:04.032\r\n.\r\n");
+    const std::string line = "\r\nMachine name: " + std::string(258 - 14, 'm') + "\r\n";
+    EXPECT_NE(ComposeHead(facts).find(line), std::string::npos);
 }
 
 TEST_F(TraceTest, HeadNamesProductsAndInstallation) {
@@ -120,10 +109,7 @@ TEST_F(TraceTest, FileIsContinuedOrStartedAfresh) {
             ASSERT_EQ(file.heads.size(), 1u);
             EXPECT_TRUE(file.heads[0].complete && file.problems.empty());
             EXPECT_EQ(Types(true), "tT><");  // a date mark, the time, the scope
-            // The byte behind ".\r\n" is the first byte of the thread id.
-            EXPECT_EQ(file.records[0].offset, bytes.find("\r\n.\r\n") + 5);
-            // An exit record has no text: 7 bytes. Texts are stored enciphered.
-            EXPECT_EQ(bytes.size() - file.records.back().offset, 7u);
+            // Texts are stored enciphered.
             EXPECT_EQ(bytes.find("Test::Scope"), std::string::npos);
             continue;
         }

@@ -7,6 +7,7 @@
 
 namespace {
 
+using ridgex_test::TraceTest;
 using SlvTraceNS::CTraceScope;
 
 std::string Print(const trc3::TraceFile& file, bool flat = false) {
@@ -20,7 +21,7 @@ std::string Print(const trc3::TraceFile& file, bool flat = false) {
 // them. A cut file is read up to the cut; overwritten bytes are skipped and
 // reading goes on; a head in the middle means another process recreated the
 // file.
-TEST_F(ridgex_test::TraceTest, ReaderPrintsCallTreesAndReadsOnPastDamage) {
+TEST_F(TraceTest, ReaderPrintsCallTreesAndReadsOnPastDamage) {
     Configure("\"DoTrace\"=dword:1\n");
     auto work = [] {
         CTraceScope outer("Reader::Outer", 0);
