@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <initializer_list>
 #include <numeric>
-#include <random>
 #include <vector>
 
 #include "reference_resampler.h"
@@ -18,16 +17,9 @@ using Bytes = std::vector<uint8_t>;
 
 // A 100 × 50 ramp at 500 dots per inch.
 struct Image {
-    uint32_t width = 100;
-    uint32_t height = 50;
-    uint32_t resolution = 500;
-    Bytes pixels = Ramp(100 * 50);
-
-    static Bytes Ramp(size_t n) {
-        Bytes b(n);
-        std::iota(b.begin(), b.end(), 0);
-        return b;
-    }
+    uint32_t width = 100, height = 50, resolution = 500;
+    Bytes pixels = Bytes(5000);
+    Image() { std::iota(pixels.begin(), pixels.end(), 0); }
 };
 
 struct Written {
@@ -35,7 +27,7 @@ struct Written {
     uint32_t size;
     Bytes record;
     Bytes Slice(size_t from, size_t to) const {
-        return Bytes(record.begin() + from, record.begin() + to);
+        return {record.begin() + from, record.begin() + to};
     }
 };
 
@@ -47,6 +39,17 @@ Written Write(const Image& image, uint32_t format, uint32_t output_resolution, u
                                static_cast<uint32_t>(image.pixels.size()), format,
                                output_resolution, reverse, w.record.data(), &w.size);
     return w;
+}
+
+// Big-endian fields of `bytes` each.
+Bytes BigEndian(std::initializer_list<uint32_t> values, int bytes) {
+    Bytes out;
+    for (uint32_t value : values) {
+        for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+            out.push_back(static_cast<uint8_t>(value >> shift));
+        }
+    }
+    return out;
 }
 
 TEST(FingerImageRecord, AnsiAndIsoRecordsOfReaderImage) {
@@ -79,55 +82,28 @@ TEST(FingerImageRecord, AnsiAndIsoRecordsOfReaderImage) {
 
 // The resolution, view length and size fields follow the output; fractions
 // of the size are dropped; any reverse other than 0 turns the image.
-TEST(FingerImageRecord, RandomRecordsCarryTheReferencePixels) {
-    std::mt19937 random(21);
-    auto pick = [&](uint32_t low, uint32_t high) {
-        return std::uniform_int_distribution<uint32_t>(low, high)(random);
-    };
-    auto big_endian = [](std::initializer_list<uint32_t> values, int bytes) {
-        Bytes out;
-        for (uint32_t value : values) {
-            for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
-                out.push_back(static_cast<uint8_t>(value >> shift));
-            }
-        }
-        return out;
-    };
-    for (int i = 0; i < 300; ++i) {
-        Image image;
-        image.width = pick(1, 70);
-        image.height = pick(1, 70);
-        image.resolution = pick(1, 1200);
-        image.pixels.resize(image.width * image.height);
-        std::generate(image.pixels.begin(), image.pixels.end(), [&] { return pick(0, 255); });
-        const uint32_t output_resolution = pick(image.resolution / 3 + 1, image.resolution * 3);
-        const bool ansi = pick(0, 1) == 1;
-        const uint32_t reverse = pick(0, 1) << pick(0, 31);
-        const uint32_t out_w = image.width * output_resolution / image.resolution;
-        const uint32_t out_h = image.height * output_resolution / image.resolution;
-        const uint32_t header = ansi ? 50 : 46;
-        SCOPED_TRACE(testing::Message() << image.width << "x" << image.height << " "
-                                        << image.resolution << "->" << output_resolution);
-
-        const Written w = Write(image, ansi ? RIDGEX_IMG_FMT_ANSI381 : RIDGEX_IMG_FMT_ISO19794,
-                                output_resolution, out_w * out_h + header, reverse);
+TEST(FingerImageRecord, OutputFollowsTheResolution) {
+    const Image image;
+    for (const auto& [format, r, reverse, width, height] :
+         {std::tuple{RIDGEX_IMG_FMT_ANSI381, 333u, 0x80000000u, 66u, 33u},
+          {RIDGEX_IMG_FMT_ISO19794, 1000u, 0u, 200u, 100u},
+          {RIDGEX_IMG_FMT_ANSI381, 720u, 0x100u, 144u, 72u}}) {
+        SCOPED_TRACE(r);
+        const uint32_t header = format == RIDGEX_IMG_FMT_ANSI381 ? 50 : 46;
+        const Written w = Write(image, format, r, width * height + header, reverse);
         ASSERT_EQ(w.status, RIDGEX_SUCCESS);
-        EXPECT_EQ(w.size, out_w * out_h + header);
-        ASSERT_EQ(w.Slice(header, header + out_w * out_h),
-                  image_test::ReferenceResample(
-                      image.pixels.data(), image.width, image.height, out_w, out_w * out_h,
-                      image.resolution * 256 / output_resolution, reverse != 0));
-        const uint32_t r = output_resolution;
-        EXPECT_EQ(w.Slice(header - 26, header - 18), big_endian({r, r, r, r}, 2));
-        EXPECT_EQ(w.Slice(header - 14, header - 10), big_endian({out_w * out_h + 14}, 4));
-        EXPECT_EQ(w.Slice(header - 5, header - 1), big_endian({out_w, out_h}, 2));
+        EXPECT_EQ(w.size, width * height + header);
+        EXPECT_EQ(w.Slice(header, w.size),
+                  image_test::ReferenceResample(image.pixels.data(), 100, 50, width, width * height,
+                                                500 * 256 / r, reverse != 0));
+        EXPECT_EQ(w.Slice(header - 26, header - 18), BigEndian({r, r, r, r}, 2));
+        EXPECT_EQ(w.Slice(header - 14, header - 10), BigEndian({width * height + 14}, 4));
+        EXPECT_EQ(w.Slice(header - 5, header - 1), BigEndian({width, height}, 2));
     }
 }
 
 TEST(FingerImageRecord, RoomProtocol) {
     const Image image;
-    EXPECT_EQ(Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 5050).status, RIDGEX_SUCCESS);
-    EXPECT_EQ(Write(image, RIDGEX_IMG_FMT_ISO19794, 500, 5046).status, RIDGEX_SUCCESS);
     // One byte short: the length is asked for and nothing is written.
     const Written w = Write(image, RIDGEX_IMG_FMT_ANSI381, 500, 5049);
     EXPECT_EQ(w.status, RIDGEX_E_MORE_DATA);

@@ -137,23 +137,17 @@ TEST(RegistryText, Utf16ToUtf8StopsAtNulAndReplacesLoneSurrogates) {
     EXPECT_FALSE(platform::utf8_to_utf16("\xE2\x82", &wide));      // cut at the end
 }
 
-// ---- the key object over the store file ------------------------------------
-
-class RegistryKey : public ::testing::Test {
-  protected:
-    ridgex_test::TempFolder folder_;
-    ridgex_test::RegistryFile file_{folder_};
-};
-
-TEST_F(RegistryKey, MissingFileKeyOrReadDoesNotOpen) {
+TEST(RegistryKey, MissingFileKeyOrReadDoesNotOpen) {
+    ridgex_test::TempFolder folder;
+    ridgex_test::RegistryFile file{folder};
     registry_key key;
     EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
     EXPECT_FALSE(key.is_open());
     uint32_t size = 0;
     EXPECT_EQ(key.query_value("DoTrace", nullptr, nullptr, &size), platform::reg_not_found);
-    file_.Write(Key("Other"));
+    file.Write(Key("Other"));
     EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
-    file_.Write(kTracingKey);
+    file.Write(kTracingKey);
     {
         syscall_override failing_read(
             &platform::syscall_table::read, +[](int, void*, size_t) -> ssize_t {

