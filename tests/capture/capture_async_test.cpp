@@ -61,7 +61,7 @@ TEST_F(AsyncCapture, GoodImagesComeInOneBlockUntilCancelled) {
     for (size_t i = 0; i < 3; ++i) {
         const delivery seen = recorder.At(i);
         EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
-        EXPECT_EQ(seen.block_size, 72u);
+        EXPECT_EQ(seen.ridgex_capture_callback_data::size, 72u);
         EXPECT_EQ(seen.capture_result.size + seen.capture_result.info.size, 56u);
         EXPECT_EQ(seen.capture_result.success, 1u);
         EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_GOOD);

@@ -18,6 +18,7 @@
 #include "ridgex.h"
 #include "ridgex_sim.h"
 #include "support/sim_backends.h"
+#include "support/thread_count.h"
 
 namespace capture_test {
 
@@ -78,25 +79,45 @@ inline bool WaitCapturing(int32_t reader, uint32_t timeout_ms = 5000) {
 
 // The reader's status as the client sees it, or RIDGEX_STATUS_BUSY + 1 on
 // failure.
-uint32_t Status(ridgex_handle dev);
+inline uint32_t Status(ridgex_handle dev) {
+    ridgex_device_status status{};
+    status.size = sizeof(status);
+    return ridgex_get_device_status(dev, &status) == RIDGEX_SUCCESS ? status.status
+                                                                    : RIDGEX_STATUS_BUSY + 1;
+}
 inline bool EventuallyReady(ridgex_handle dev) {
     return Eventually([dev] { return Status(dev) == RIDGEX_STATUS_READY; });
 }
 
 // A blocking capture without a buffer: the size probe, or a refusal before it.
-ridgex_result Probe(ridgex_handle dev, ridgex_capture_param parm = Param(),
-                    ridgex_capture_result* result = nullptr, uint32_t* size = nullptr);
+inline ridgex_result Probe(ridgex_handle dev, ridgex_capture_param parm = Param(),
+                           ridgex_capture_result* result = nullptr, uint32_t* size = nullptr) {
+    ridgex_capture_result own = Result();
+    uint32_t own_size = 0;
+    return ridgex_capture(dev, &parm, 0, result != nullptr ? result : &own,
+                          size != nullptr ? size : &own_size, nullptr);
+}
 
 // A blocking capture without a time limit on a thread of its own.
 struct capture_thread {
-    explicit capture_thread(ridgex_handle dev);
-    ~capture_thread() {
-        if (thread.joinable()) {
+    explicit capture_thread(ridgex_handle dev)
+        : thread([this, dev] {
+              tid = gettid();
+              ridgex_capture_param parm = Param();
+              std::vector<uint8_t> image(kImageBytes);
+              uint32_t size = kImageBytes;
+              status =
+                  ridgex_capture(dev, &parm, RIDGEX_TIMEOUT_INFINITE, &result, &size, image.data());
+              done = true;
+          }) {}
+    ~capture_thread() { Join(); }
+    // Waits for the capture's return; false if it did not come in time.
+    bool Join() {
+        if (Eventually([this] { return done.load(); }) && thread.joinable()) {
             thread.join();
         }
+        return done;
     }
-    // Waits for the capture's return; false if it did not come in time.
-    bool Join();
 
     std::atomic<pid_t> tid{0};
     std::atomic<bool> done{false};
@@ -105,28 +126,50 @@ struct capture_thread {
     std::thread thread;
 };
 
-// One call of the asynchronous callback, as the test saw it.
-struct delivery {
-    uint32_t size, block_size, error;
-    ridgex_capture_param capture_parm;
-    ridgex_capture_result capture_result;
-    uint32_t image_size;
-    const uint8_t* image_data;
+// One call of the asynchronous callback, as the test saw it: the record,
+// the size the callback was given, where the record lay, the thread, and
+// a copy of the image.
+struct delivery : ridgex_capture_callback_data {
+    uint32_t size;
     const uint8_t* block;
     pid_t thread;
     std::vector<uint8_t> image;
 };
 
 // A callback that reported a capture without an image.
-void ExpectNoImage(const delivery& seen, uint32_t quality, uint32_t error = RIDGEX_SUCCESS);
+inline void ExpectNoImage(const delivery& seen, uint32_t quality, uint32_t error = RIDGEX_SUCCESS) {
+    EXPECT_EQ(seen.error, error);
+    EXPECT_EQ(seen.capture_result.success, 0u);
+    EXPECT_EQ(seen.capture_result.quality, quality);
+    EXPECT_EQ(seen.size, 72u);
+    EXPECT_EQ(seen.image_size, 0u);
+    EXPECT_EQ(seen.image_data, nullptr);
+}
 
 // Records every callback of a series; `react` runs inside the callback
 // after the record was taken, with the number of the call (from 1).
 class async_recorder {
   public:
     static void Callback(void* context, uint32_t, uint32_t size,
-                         ridgex_capture_callback_data* data);
-    ridgex_result Start(ridgex_handle dev, ridgex_capture_param parm = Param());
+                         ridgex_capture_callback_data* data) {
+        auto* me = static_cast<async_recorder*>(context);
+        const uint8_t* image = data->image_data;
+        std::unique_lock guard(me->lock_);
+        me->deliveries_.push_back({*data,
+                                   size,
+                                   reinterpret_cast<const uint8_t*>(data),
+                                   gettid(),
+                                   {image, image + (image != nullptr ? data->image_size : 0)}});
+        const size_t call = me->deliveries_.size();
+        guard.unlock();
+        if (me->react) {
+            me->react(call, data);
+        }
+    }
+    ridgex_result Start(ridgex_handle dev, ridgex_capture_param parm = Param()) {
+        parm_ = parm;
+        return ridgex_capture_async(dev, &parm_, this, Callback);
+    }
     bool WaitFor(size_t count, std::chrono::milliseconds limit = 5s) {
         return Eventually([&] { return Count() >= count; }, limit);
     }
@@ -187,11 +230,22 @@ class capture_fixture : public ::testing::Test {
     void SetUp() override;
     // Waits for the capture threads of the test to end before the library
     // stops.
-    void TearDown() override;
+    void TearDown() override {
+        EXPECT_TRUE(WaitForThreadCount(threads_at_start_)) << "a capture thread did not end";
+        // A thread's last step is its RelRef under the context lock. Taking
+        // that lock once (any operation on a handle does) orders it before
+        // the stop of the library for ThreadSanitizer, which cannot see a
+        // detached thread end.
+        Status(Handle(1));
+    }
     // Writes `config` as slot 1's file, starts the library and opens the
     // reader `name` (prefix added). Null on failure.
     ridgex_handle Start(const std::string& config, const char* name = "r0", bool interpose = false);
-    ridgex_handle Open(const char* name);
+    ridgex_handle Open(const char* name) {
+        ridgex_handle dev = nullptr;
+        EXPECT_EQ(ridgex_open(("$01$" + std::string(name)).c_str(), &dev), RIDGEX_SUCCESS) << name;
+        return dev;
+    }
 
     sim_backends sims_;
     int threads_at_start_ = 0;
