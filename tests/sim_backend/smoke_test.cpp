@@ -27,13 +27,14 @@ void* Load(const char* name, const std::string& config, const ridgex_test::TempF
 TEST(SimBackend, MistakeInTheFileNamesTheLineAndTheFixtureLacksItsOptionalExports) {
     ridgex_test::TempFolder folder;
     void* sim = Load("amber", "[reader]\nfinger = sometimes\n", folder);
-    void* minimal = Load("sim_no_optional", "", folder);
-    ASSERT_TRUE(sim != nullptr && minimal != nullptr);
+    ASSERT_NE(sim, nullptr);
     EXPECT_EQ(reinterpret_cast<decltype(&ridgex_init)>(dlsym(sim, "ridgex_init"))(),
               RIDGEX_E_FAILURE);
     const auto error =
         reinterpret_cast<ridgex_sim_config_error_fn>(dlsym(sim, "ridgex_sim_config_error"));
     EXPECT_THAT(error(), testing::HasSubstr("line 2: bad value 'sometimes' for finger"));
+    void* minimal = Load("sim_no_optional", "", folder);
+    ASSERT_NE(minimal, nullptr);
     EXPECT_EQ(dlsym(minimal, "ridgex_open_ext"), nullptr);
     EXPECT_EQ(dlsym(minimal, "ridgex_capture_pad_image"), nullptr);
     EXPECT_NE(dlsym(minimal, "ridgex_init"), nullptr);
