@@ -7,18 +7,10 @@
 namespace capture_test {
 namespace {
 
-using AsyncStart = capture_fixture;
-using AsyncSeries = capture_fixture;
+using AsyncCapture = capture_fixture;
 
-TEST_F(AsyncStart, ProbeThatSucceedsIsAFailure) {
-    const ridgex_handle dev = Start("result.capture = 0\n" + Reader("r0"));
-    async_recorder recorder;
-    EXPECT_EQ(recorder.Start(dev), RIDGEX_E_FAILURE);
-    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
-}
-
-TEST_F(AsyncStart, RefusalsStartNoThreadAndFreeTheReader) {
-    const ridgex_handle dev = Start(Reader("r0"));
+TEST_F(AsyncCapture, RefusalsStartNoThreadAndFreeTheReader) {
+    const ridgex_handle dev = Start(Reader("r0") + Reader("r1"));
     async_recorder recorder;
     EXPECT_EQ(recorder.Start(dev, Param(RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_DEFAULT, 123)),
               RIDGEX_E_INVALID_PARAMETER);
@@ -46,7 +38,14 @@ TEST_F(AsyncStart, RefusalsStartNoThreadAndFreeTheReader) {
     EXPECT_EQ(ridgex_cancel(dev), RIDGEX_SUCCESS);
 }
 
-TEST_F(AsyncSeries, GoodImagesComeInOneBlockUntilCancelled) {
+TEST_F(AsyncCapture, SizeProbeThatSucceedsIsAFailure) {
+    const ridgex_handle dev = Start("result.capture = 0\n" + Reader("r0"));
+    async_recorder recorder;
+    EXPECT_EQ(recorder.Start(dev), RIDGEX_E_FAILURE);
+    EXPECT_EQ(Status(dev), RIDGEX_STATUS_READY);
+}
+
+TEST_F(AsyncCapture, GoodImagesComeInOneBlockUntilCancelled) {
     const ridgex_handle dev = Start(Reader("r0", "score = 5"));
     async_recorder recorder;
     const ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
@@ -58,28 +57,26 @@ TEST_F(AsyncSeries, GoodImagesComeInOneBlockUntilCancelled) {
     const size_t count = recorder.Count();
     std::this_thread::sleep_for(50ms);
     EXPECT_EQ(recorder.Count(), count) << "no callback after the cancel returned";
-
     const delivery first = recorder.At(0);
     for (size_t i = 0; i < 3; ++i) {
         const delivery seen = recorder.At(i);
         EXPECT_EQ(seen.error, RIDGEX_SUCCESS);
-        EXPECT_EQ(seen.block_size, 72u);
-        EXPECT_EQ(seen.capture_result.size, 36u);
-        EXPECT_EQ(seen.capture_result.info.size, 20u);
+        EXPECT_EQ(seen.ridgex_capture_callback_data::size, 72u);
+        EXPECT_EQ(seen.capture_result.size + seen.capture_result.info.size, 56u);
         EXPECT_EQ(seen.capture_result.success, 1u);
         EXPECT_EQ(seen.capture_result.quality, RIDGEX_QUALITY_GOOD);
         EXPECT_EQ(seen.capture_result.score, 5u);
         EXPECT_EQ(seen.capture_parm.image_fmt, parm.image_fmt);
-        EXPECT_EQ(seen.image_size, kIsoHeader + kImageBytes);
         EXPECT_EQ(seen.size, 72u + kIsoHeader + kImageBytes);
-        EXPECT_TRUE(seen.image_behind_record);
+        EXPECT_EQ(seen.image_size, kIsoHeader + kImageBytes);
+        EXPECT_EQ(seen.image_data, seen.block + 72) << "the image follows the record";
         EXPECT_EQ(seen.block, first.block) << "one block serves the series";
         EXPECT_EQ(seen.image, first.image);
         EXPECT_NE(seen.thread, gettid());
     }
 }
 
-TEST_F(AsyncSeries, OutcomesWithoutAnImageAreReportedAndOnlyFailuresEndIt) {
+TEST_F(AsyncCapture, OutcomesWithoutAnImageAreReportedAndOnlyFailuresEndTheSeries) {
     const ridgex_handle first = Start(Reader("r0", "outcome = reject") +
                                       Reader("r1", "outcome = fail\nfail_status = 0x05BA001F") +
                                       Reader("r2", "finger = manual"));
@@ -103,7 +100,9 @@ TEST_F(AsyncSeries, OutcomesWithoutAnImageAreReportedAndOnlyFailuresEndIt) {
         ASSERT_EQ(recorder.Start(c.dev), RIDGEX_SUCCESS);
         if (c.unplug) {
             ASSERT_TRUE(WaitCapturing(2));
-            Disconnect(2);
+            ASSERT_EQ(
+                sim_backends::control<ridgex_sim_disconnect_fn>(kSlot, "ridgex_sim_disconnect")(2),
+                RIDGEX_SUCCESS);
         }
         ASSERT_TRUE(recorder.WaitFor(c.calls) && EventuallyReady(c.dev));
         std::this_thread::sleep_for(20ms);
@@ -122,13 +121,11 @@ TEST_F(AsyncSeries, OutcomesWithoutAnImageAreReportedAndOnlyFailuresEndIt) {
     }
 }
 
-TEST_F(AsyncSeries, ImageThatOutgrowsTheBlockGetsANewOneSilently) {
+TEST_F(AsyncCapture, ImageThatOutgrowsTheBlockGetsANewOneSilently) {
     const ridgex_handle dev = Start(Reader("r0"), "r0", true);
     async_recorder recorder;
     recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
-        if (call == 1) {
-            interposed::extra_room = 1000;
-        }
+        interposed::extra_room = 1000;
         if (call == 2) {
             ridgex_cancel(dev);
         }
@@ -136,12 +133,11 @@ TEST_F(AsyncSeries, ImageThatOutgrowsTheBlockGetsANewOneSilently) {
     ASSERT_EQ(recorder.Start(dev), RIDGEX_SUCCESS);
     ASSERT_TRUE(EventuallyReady(dev));
     ASSERT_EQ(recorder.Count(), 2u) << "the refused capture is not reported";
-    const delivery first = recorder.At(0);
     const delivery second = recorder.At(1);
     EXPECT_EQ(second.error, RIDGEX_SUCCESS);
     EXPECT_EQ(second.image_size, kImageBytes);
-    EXPECT_TRUE(second.image_behind_record);
-    EXPECT_EQ(second.image, first.image);
+    EXPECT_EQ(second.image_data, second.block + 72);
+    EXPECT_EQ(second.image, recorder.At(0).image);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -64,7 +65,8 @@ class sim_backends {
     // A test control of the simulated library in `slot`, while it is loaded.
     template <typename F>
     static F control(uint32_t slot, const char* name) {
-        std::string file = "libridgex_" + Lower(kSlotNames[slot]) + ".so";
+        std::string file = "libridgex_" + std::string(kSlotNames[slot]) + ".so";
+        std::transform(file.begin(), file.end(), file.begin(), ::tolower);
         void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD);
         if (module == nullptr) {
             return nullptr;
@@ -85,13 +87,6 @@ class sim_backends {
     static std::string Variable(uint32_t slot) {
         return std::string("RIDGEX_SIM_CONFIG_") + kSlotNames[slot];
     }
-    static std::string Lower(std::string text) {
-        for (char& c : text) {
-            c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-        }
-        return text;
-    }
-
     static inline int next_id_ = 0;
     std::filesystem::path folder_;
     std::array<std::string, 6> texts_;
