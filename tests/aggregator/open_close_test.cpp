@@ -4,18 +4,12 @@
 
 #include <string>
 
-#include "ridgex_sim.h"
 #include "support/sim_backends.h"
 
 namespace {
 
 ridgex_handle Handle(uintptr_t value) {
     return reinterpret_cast<ridgex_handle>(value);
-}
-
-uint32_t SimCount(uint32_t slot, const char* operation, int32_t reader = -1) {
-    auto count = sim_backends::control<ridgex_sim_count_fn>(slot, "ridgex_sim_count");
-    return count != nullptr ? count(operation, reader) : 0xFFFFFFFFu;
 }
 
 std::string Readers(int count) {
@@ -27,40 +21,38 @@ std::string Readers(int count) {
     return text;
 }
 
-TEST(OpenClose, HandlesCountFromOneAndAreReused) {
-    sim_backends sims;
-    sims.slot(1, Readers(3));
-    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
-    ridgex_handle first = nullptr, second = nullptr, again = nullptr;
-    ASSERT_EQ(ridgex_open("$01$r0", &first), RIDGEX_SUCCESS);
-    ASSERT_EQ(ridgex_open("$01$r1", &second), RIDGEX_SUCCESS);
-    EXPECT_EQ(first, Handle(1));
-    EXPECT_EQ(second, Handle(2));
-    EXPECT_EQ(ridgex_close(first), RIDGEX_SUCCESS);
-    ASSERT_EQ(ridgex_open("$01$r2", &again), RIDGEX_SUCCESS);
-    EXPECT_EQ(again, Handle(1)) << "the lowest free record wins";
-    EXPECT_EQ(ridgex_close(again), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_close(second), RIDGEX_SUCCESS);
-    EXPECT_EQ(SimCount(1, "close", 0), 1u);
-    EXPECT_EQ(SimCount(1, "close", 2), 1u);
+ridgex_handle Open(const std::string& name) {
+    ridgex_handle dev = nullptr;
+    EXPECT_EQ(ridgex_open(name.c_str(), &dev), RIDGEX_SUCCESS) << name;
+    return dev;
 }
 
-TEST(OpenClose, EleventhOpenGrowsTheTable) {
+TEST(OpenClose, HandlesCountFromOneGrowPastTenAreReusedAndEndWithTheStop) {
     sim_backends sims;
     sims.slot(2, Readers(12));
     ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
     ridgex_handle handles[12] = {};
     for (int i = 0; i < 12; ++i) {
-        ASSERT_EQ(ridgex_open(("$02$r" + std::to_string(i)).c_str(), &handles[i]), RIDGEX_SUCCESS);
+        handles[i] = Open("$02$r" + std::to_string(i));
         EXPECT_EQ(handles[i], Handle(i + 1));
     }
     // Records of the first block still answer after the growth.
     ridgex_device_status status{};
     EXPECT_NE(ridgex_get_device_status(handles[0], &status), RIDGEX_E_INVALID_DEVICE);
-    for (ridgex_handle handle : handles) {
-        EXPECT_EQ(ridgex_close(handle), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_close(handles[1]), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_close(handles[1]), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(ridgex_close(Handle(0)), RIDGEX_E_INVALID_DEVICE);
+    EXPECT_EQ(sim_backends::count(2, "close", 1), 1u);
+    EXPECT_EQ(Open("$02$r1"), Handle(2)) << "the lowest free record wins";
+    for (int i = 0; i < 11; ++i) {
+        EXPECT_EQ(ridgex_close(handles[i]), RIDGEX_SUCCESS);
     }
-    EXPECT_EQ(SimCount(2, "close"), 12u);
+    EXPECT_EQ(sim_backends::count(2, "close"), 12u);
+    // The stop closes what is still open, and the handles go with it.
+    ASSERT_EQ(ridgex_exit(), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_close(handles[11]), RIDGEX_E_FAILURE);
+    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
+    EXPECT_EQ(ridgex_close(handles[11]), RIDGEX_E_INVALID_DEVICE);
 }
 
 TEST(OpenClose, BadNamesNeverReachABackend) {
@@ -68,75 +60,38 @@ TEST(OpenClose, BadNamesNeverReachABackend) {
     sims.slot(1, Readers(1)).slot(3, Readers(1));
     ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
     ridgex_handle dev = Handle(0x55);
-    for (const char* name : {"$06$r0", "$99$r0", "$ab$r0", "$-1$r0", "$02$r0", "$1$", ""}) {
+    // Without a prefix a name belongs to the built-in backend, which is down.
+    for (const char* name : {"$06$r0", "$99$r0", "$ab$r0", "$-1$r0", "$02$r0", "$1$", "",
+                             "abcd{00000000-0000-0000-0000-000000000000}"}) {
         EXPECT_EQ(ridgex_open(name, &dev), RIDGEX_E_INVALID_PARAMETER) << name;
     }
-    // Without a prefix a name belongs to the built-in backend, which is down.
-    EXPECT_EQ(ridgex_open("abcd{00000000-0000-0000-0000-000000000000}", &dev),
-              RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(dev, Handle(0x55)) << "a refused open leaves the handle alone";
-    EXPECT_EQ(SimCount(1, "open_ext") + SimCount(3, "open_ext"), 0u);
+    EXPECT_EQ(sim_backends::count(1, "open_ext") + sim_backends::count(3, "open_ext"), 0u);
     EXPECT_EQ(ridgex_open("$01$r0", nullptr), RIDGEX_E_INVALID_PARAMETER);
+    EXPECT_NE(ridgex_open("$01$nobody", &dev), RIDGEX_SUCCESS) << "the backend's answer";
+    EXPECT_EQ(sim_backends::count(1, "open_ext"), 1u);
 }
 
-TEST(OpenClose, UnknownReaderIsTheBackendsAnswer) {
-    sim_backends sims;
-    sims.slot(1, Readers(1));
-    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
-    ridgex_handle dev = nullptr;
-    EXPECT_NE(ridgex_open("$01$nobody", &dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(SimCount(1, "open_ext"), 1u);
-}
-
-TEST(OpenClose, WithoutANameTheFirstWillingBackendOpens) {
-    sim_backends sims;
-    sims.slot(1, "open_without_name = refuse\n" + Readers(1))
-        .slot(2, Readers(1))
-        .slot(3, Readers(1));
-    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
-    ridgex_handle dev = nullptr;
-    ASSERT_EQ(ridgex_open(nullptr, &dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(SimCount(1, "open_ext"), 1u);
-    EXPECT_EQ(SimCount(2, "open_ext", 0), 1u);
-    EXPECT_EQ(SimCount(3, "open_ext"), 0u);
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(SimCount(2, "close", 0), 1u) << "the record must remember its slot";
-}
-
-TEST(OpenClose, WithoutANameABusyBackendEndsTheSearch) {
-    sim_backends sims;
-    sims.slot(1, "result.open_ext = 0x05BA001E\n" + Readers(1)).slot(2, Readers(1));
-    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
-    ridgex_handle dev = nullptr;
-    EXPECT_EQ(ridgex_open_ext(nullptr, RIDGEX_PRIORITY_SHARED, &dev), RIDGEX_E_DEVICE_BUSY);
-    EXPECT_EQ(SimCount(2, "open_ext"), 0u);
-}
-
-TEST(OpenClose, SecondCloseIsRefusedAndClosesNothing) {
-    sim_backends sims;
-    sims.slot(5, Readers(1));
-    ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
-    ridgex_handle dev = nullptr;
-    ASSERT_EQ(ridgex_open("$05$r0", &dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_E_INVALID_DEVICE);
-    EXPECT_EQ(ridgex_close(Handle(0)), RIDGEX_E_INVALID_DEVICE);
-    EXPECT_EQ(SimCount(5, "close", 0), 1u);
-}
-
-TEST(OpenClose, ExitClosesWhatIsStillOpen) {
-    auto sims = std::make_unique<sim_backends>();
-    sims->slot(1, Readers(2));
-    ASSERT_EQ(sims->start(), RIDGEX_SUCCESS);
-    ridgex_handle dev = nullptr;
-    ASSERT_EQ(ridgex_open("$01$r1", &dev), RIDGEX_SUCCESS);
-    ASSERT_EQ(ridgex_exit(), RIDGEX_SUCCESS);
-    // The library is down and its handles with it.
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_E_FAILURE);
-    ASSERT_EQ(ridgex_init(), RIDGEX_SUCCESS);
-    EXPECT_EQ(ridgex_close(dev), RIDGEX_E_INVALID_DEVICE);
-    ASSERT_EQ(ridgex_exit(), RIDGEX_SUCCESS);
-    sims.reset();
+TEST(OpenClose, WithoutANameTheFirstWillingBackendOpensAndABusyOneEndsTheSearch) {
+    for (const bool busy : {false, true}) {
+        sim_backends sims;
+        sims.slot(1, (busy ? "result.open_ext = 0x05BA001E\n" : "open_without_name = refuse\n") +
+                         Readers(1))
+            .slot(2, Readers(1))
+            .slot(3, Readers(1));
+        ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
+        ridgex_handle dev = nullptr;
+        EXPECT_EQ(ridgex_open_ext(nullptr, RIDGEX_PRIORITY_SHARED, &dev),
+                  busy ? RIDGEX_E_DEVICE_BUSY : RIDGEX_SUCCESS);
+        EXPECT_EQ(sim_backends::count(1, "open_ext"), 1u);
+        EXPECT_EQ(sim_backends::count(2, "open_ext", 0), busy ? 0u : 1u);
+        EXPECT_EQ(sim_backends::count(3, "open_ext"), 0u);
+        if (!busy) {
+            EXPECT_EQ(ridgex_close(dev), RIDGEX_SUCCESS);
+            EXPECT_EQ(sim_backends::count(2, "close", 0), 1u)
+                << "the record must remember its slot";
+        }
+    }
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 // The liveness verdict as both capture paths hand it on: a refused image
 // erased, a passed one untouched, a failed check reported with the image
-// left as it was, a backend that hands over no pad image, and the list of
-// readers that the switch keeps.
-#include <algorithm>
+// left as it was, and the list of readers that the switch keeps.
+#include <gmock/gmock.h>
 
 #include "capture_support.h"
 #include "liveness/spoof_detector.h"
@@ -14,7 +13,7 @@
 namespace capture_test {
 namespace {
 
-class liveness_fixture : public capture_fixture {
+class Liveness : public capture_fixture {
   protected:
     void SetUp() override {
         capture_fixture::SetUp();
@@ -28,8 +27,8 @@ class liveness_fixture : public capture_fixture {
 
     // Starts the library with a live and a spoof reader and lists them, so
     // that the detector knows their models.
-    void StartReaders(const std::string& global = "") {
-        ASSERT_NE(Start(global + Reader("live") + Reader("fake", "spoof = yes"), "live"), nullptr);
+    void StartReaders() {
+        ASSERT_NE(Start(Reader("live") + Reader("fake", "spoof = yes"), "live"), nullptr);
         uint32_t count = 0;
         ASSERT_EQ(ridgex_query_devices(&count, nullptr), RIDGEX_E_MORE_DATA);
         std::vector<ridgex_device_info> infos(count);
@@ -60,137 +59,87 @@ class liveness_fixture : public capture_fixture {
         std::vector<uint8_t> image;
     };
 
-    static capture_t Capture(ridgex_handle dev, uint32_t format = RIDGEX_IMG_FMT_ISO19794) {
-        const uint32_t bytes = kImageBytes + (format == RIDGEX_IMG_FMT_ISO19794 ? kIsoHeader : 0);
+    static capture_t Capture(ridgex_handle dev) {
+        const uint32_t bytes = kIsoHeader + kImageBytes;
         capture_t capture{0, Result(), std::vector<uint8_t>(bytes)};
-        ridgex_capture_param parm = Param(format);
+        ridgex_capture_param parm = Param(RIDGEX_IMG_FMT_ISO19794);
         uint32_t size = bytes;
         capture.status =
             ridgex_capture(dev, &parm, 5000, &capture.result, &size, capture.image.data());
         return capture;
     }
 
-    // Runs a series of records on `dev` until `recorder` has `count` calls and
-    // the reader is free again.
-    static void RunSeries(ridgex_handle dev, async_recorder& recorder, size_t count) {
-        ASSERT_EQ(recorder.Start(dev, Param(RIDGEX_IMG_FMT_ISO19794)), RIDGEX_SUCCESS);
-        ASSERT_TRUE(recorder.WaitFor(count) && EventuallyReady(dev));
-    }
-
     void* scorer_ = platform::load_library("nex_sdk.dll");
 };
 
-using LivenessBlocking = liveness_fixture;
-using LivenessAsync = liveness_fixture;
-using LivenessSwitch = liveness_fixture;
-
-TEST_F(LivenessBlocking, RefusedImageIsErasedHeaderIncluded) {
-    StartReaders();
-    const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    const capture_t refused = Capture(fake);
-    EXPECT_EQ(refused.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(refused.result.success + refused.result.score, 0u);
-    EXPECT_EQ(refused.result.quality, RIDGEX_QUALITY_REJECTED);
-    EXPECT_TRUE(std::all_of(refused.image.begin(), refused.image.end(),
-                            [](uint8_t byte) { return byte == 0xFF; }));
-}
-
-TEST_F(LivenessBlocking, PassedAndFailedChecksLeaveTheImage) {
+// Each case through a blocking capture and through a series of records,
+// which a failed check ends.
+TEST_F(Liveness, RefusedImageIsErasedPassedOrFailedChecksLeaveIt) {
     StartReaders();
     const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
     const capture_t unchecked = Capture(live);
     ASSERT_EQ(unchecked.result.success, 1u);
     EXPECT_EQ(SimCount("capture_pad_image"), 0u) << "an unlisted reader is not scored";
-
     ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    const capture_t passed = Capture(live);
-    EXPECT_EQ(passed.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(passed.result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(passed.image, unchecked.image);
-    EXPECT_EQ(ScorerCalls("get_score"), 1);
-
-    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("load_image_bytes", 9), 0);
-    const capture_t failed = Capture(live);
-    EXPECT_EQ(failed.status, RIDGEX_E_SCORING);
-    EXPECT_EQ(failed.result.success, 1u);
-    EXPECT_EQ(failed.result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(failed.image, unchecked.image);
-    EXPECT_EQ(Status(live), RIDGEX_STATUS_READY) << "a failed check leaves no lock behind";
-}
-
-TEST_F(LivenessBlocking, NoPadImageToHandOverLeavesTheCaptureUnscored) {
-    StartReaders("result.capture_pad_image = 0\n");
-    const ridgex_handle fake = Open("fake");
     ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    const capture_t unscored = Capture(fake);
-    EXPECT_EQ(unscored.status, RIDGEX_SUCCESS);
-    EXPECT_EQ(unscored.result.success, 1u);
-    EXPECT_EQ(unscored.result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(SimCount("capture_pad_image"), 1u) << "only the size call";
-    EXPECT_EQ(ScorerCalls("load_image_bytes"), 0);
-}
-
-TEST_F(LivenessAsync, RefusedImagesAreReportedAndTheSeriesGoesOn) {
-    StartReaders();
-    const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    async_recorder recorder;
-    recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
-        if (call == 2) {
-            ridgex_cancel(fake);
+    const struct {
+        ridgex_handle dev;
+        const char* failing;  // the scorer call that fails, if any
+        ridgex_result status;
+    } cases[] = {{fake, nullptr, RIDGEX_SUCCESS},
+                 {live, nullptr, RIDGEX_SUCCESS},
+                 {live, "load_image_bytes", RIDGEX_E_SCORING},
+                 {live, "get_score", RIDGEX_E_SCORING}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.failing != nullptr ? c.failing : c.dev == fake ? "fake" : "live");
+        const auto fail = Scorer<nex_sim_fail_fn>("nex_sim_fail");
+        ASSERT_EQ(fail(c.failing ? c.failing : "get_score", c.failing ? 9 : 0), 0);
+        const capture_t seen = Capture(c.dev);
+        EXPECT_EQ(seen.status, c.status);
+        EXPECT_EQ(seen.result.success, c.dev == fake ? 0u : 1u);
+        if (c.dev == fake) {
+            EXPECT_EQ(seen.result.quality, RIDGEX_QUALITY_REJECTED);
+            EXPECT_EQ(seen.result.score, 0u);
+            EXPECT_THAT(seen.image, ::testing::Each(0xFF)) << "the header goes too";
+        } else {
+            EXPECT_EQ(seen.result.quality, RIDGEX_QUALITY_GOOD);
+            EXPECT_EQ(seen.image, unchecked.image);
         }
-    };
-    RunSeries(fake, recorder, 2);
-    for (size_t i = 0; i < 2; ++i) {
-        ExpectNoImage(recorder.At(i), RIDGEX_QUALITY_REJECTED);
+        EXPECT_EQ(Status(c.dev), RIDGEX_STATUS_READY) << "a check leaves no lock behind";
+
+        const size_t calls = c.dev == fake ? 2 : 1;
+        async_recorder recorder;
+        recorder.react = [&](size_t call, ridgex_capture_callback_data*) {
+            if (call == calls && c.failing == nullptr) {
+                ridgex_cancel(c.dev);
+            }
+        };
+        ASSERT_EQ(recorder.Start(c.dev, Param(RIDGEX_IMG_FMT_ISO19794)), RIDGEX_SUCCESS);
+        ASSERT_TRUE(recorder.WaitFor(calls) && EventuallyReady(c.dev));
+        ASSERT_EQ(recorder.Count(), calls);
+        for (size_t i = 0; i < calls; ++i) {
+            const delivery delivered = recorder.At(i);
+            if (c.dev == fake) {
+                ExpectNoImage(delivered, RIDGEX_QUALITY_REJECTED);
+                continue;
+            }
+            EXPECT_EQ(delivered.error, c.status);
+            EXPECT_EQ(delivered.capture_result.quality, RIDGEX_QUALITY_GOOD);
+            EXPECT_EQ(delivered.size, 72u + kIsoHeader + kImageBytes);
+            EXPECT_EQ(delivered.image, unchecked.image);
+        }
+        fail(c.failing ? c.failing : "get_score", 0);
     }
+    EXPECT_EQ(ScorerCalls("get_score"), 7);
 }
 
-TEST_F(LivenessAsync, PassedImageReachesTheCallbackUntouchedAndAFailedCheckEndsTheSeries) {
-    StartReaders();
-    const ridgex_handle live = Open("live");
-    const capture_t reference = Capture(live);
-    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    async_recorder passing;
-    passing.react = [&](size_t, ridgex_capture_callback_data*) { ridgex_cancel(live); };
-    RunSeries(live, passing, 1);
-    const delivery passed = passing.At(0);
-    EXPECT_EQ(passed.error, RIDGEX_SUCCESS);
-    EXPECT_EQ(passed.capture_result.quality, RIDGEX_QUALITY_GOOD);
-    EXPECT_EQ(passed.image, reference.image);
-    EXPECT_EQ(ScorerCalls("get_score"), 1);
-
-    ASSERT_EQ(Scorer<nex_sim_fail_fn>("nex_sim_fail")("get_score", 4), 0);
-    async_recorder failing;
-    RunSeries(live, failing, 1);
-    ASSERT_EQ(failing.Count(), 1u);
-    const delivery failed = failing.At(0);
-    EXPECT_EQ(failed.error, RIDGEX_E_SCORING);
-    EXPECT_EQ(failed.capture_result.success, 1u);
-    EXPECT_EQ(failed.size, 72u + kIsoHeader + kImageBytes);
-    EXPECT_EQ(failed.image, reference.image);
-}
-
-TEST_F(LivenessSwitch, SameReaderTwiceIsListedOnce) {
+// Also closing the last listed reader stops the scorer, and the threshold
+// and the known readers outlive the library's exit.
+TEST_F(Liveness, ListsEachReaderOnceAndAListThatCannotGrowStopsTheScorer) {
     StartReaders();
     const ridgex_handle live = Open("live");
     const ridgex_handle fake = Open("fake");
-    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
-    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
-    EXPECT_EQ(ScorerCalls("initialize"), 1) << "later readers share the first model";
-    ASSERT_EQ(Switch(live, 0), RIDGEX_SUCCESS);
-    EXPECT_FALSE(Listed(live));
-    EXPECT_TRUE(Listed(fake));
-    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
-    ASSERT_EQ(Switch(fake, 0), RIDGEX_SUCCESS);
-    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the list ran empty";
-}
-
-TEST_F(LivenessSwitch, ListThatCannotGrowRefusesAndStopsTheScorer) {
-    StartReaders();
-    const ridgex_handle live = Open("live");
     {
         syscall_override no_growth(
             &platform::syscall_table::realloc, +[](void*, size_t) -> void* { return nullptr; });
@@ -198,8 +147,32 @@ TEST_F(LivenessSwitch, ListThatCannotGrowRefusesAndStopsTheScorer) {
     }
     EXPECT_FALSE(Listed(live));
     EXPECT_FALSE(SpoofDetector::Instance().isInitialized());
-    EXPECT_EQ(Switch(live, 1), RIDGEX_SUCCESS) << "the client can try again";
-    EXPECT_TRUE(Listed(live));
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS) << "the client can try again";
+    const int models = ScorerCalls("initialize");
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    EXPECT_EQ(ScorerCalls("initialize"), models) << "later readers share the first model";
+    ASSERT_EQ(Switch(live, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(Listed(live));
+    EXPECT_TRUE(Listed(fake));
+    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
+    ASSERT_EQ(Switch(fake, 0), RIDGEX_SUCCESS);
+    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the list ran empty";
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(ridgex_close(live), RIDGEX_SUCCESS);
+    EXPECT_FALSE(SpoofDetector::Instance().isInitialized()) << "the last listed reader closed";
+    EXPECT_EQ(ScorerCalls("destroy"), ScorerCalls("initialize"));
+
+    uint8_t rate = 10;
+    ASSERT_EQ(ridgex_set_parameter(fake, 0, 1, &rate), RIDGEX_SUCCESS);
+    ASSERT_EQ(ridgex_exit(), RIDGEX_SUCCESS);
+    ASSERT_EQ(ridgex_init(), RIDGEX_SUCCESS);
+    const ridgex_handle again = Open("fake");  // no new enumeration
+    ASSERT_EQ(ridgex_get_parameter(again, 0, 1, &rate), RIDGEX_SUCCESS);
+    EXPECT_EQ(rate, 9);
+    EXPECT_EQ(Switch(again, 1), RIDGEX_SUCCESS);
+    rate = 3;
+    ridgex_set_parameter(again, 0, 1, &rate);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "platform/module_path.h"
 #include "support/syscall_override.h"
 
 namespace {
@@ -27,28 +28,25 @@ TEST(LoadLibrary, MapsTheDllNameAndOpensNowAndPrivately) {
     EXPECT_EQ(flags, RTLD_NOW | RTLD_LOCAL);
 }
 
-TEST(LoadLibrary, TheNthLoadCanBeMadeToFail) {
-    static int calls;
-    calls = 0;
-    syscall_override second_fails(
-        &platform::syscall_table::dlopen,
-        +[](const char* f, int m) { return ++calls == 2 ? nullptr : ::dlopen(f, m); });
-    // libplatform_probe.so lies on the tests' library search path.
-    void* first = platform::load_library("platform_probe.dll");
-    void* second = platform::load_library("platform_probe.dll");
-    void* third = platform::load_library("platform_probe.dll");
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(second, nullptr);
-    EXPECT_NE(third, nullptr);
-    auto answer =
-        reinterpret_cast<int (*)()>(platform::find_symbol(first, "platform_probe_answer"));
+// libplatform_probe.so lies on the tests' library search path.
+TEST(LoadLibrary, FindsSymbolsAndTheModulePathOfTheFileHoldingAnAddress) {
+    void* lib = platform::load_library("platform_probe.dll");
+    ASSERT_NE(lib, nullptr);
+    void* answer = platform::find_symbol(lib, "platform_probe_answer");
     ASSERT_NE(answer, nullptr);
-    EXPECT_EQ(answer(), 42);
-    EXPECT_EQ(platform::find_symbol(first, "no_such_export"), nullptr);
-    EXPECT_EQ(platform::find_symbol(nullptr, "platform_probe_answer"), nullptr);
-    platform::free_library(first);
-    platform::free_library(third);
+    EXPECT_EQ(reinterpret_cast<int (*)()>(answer)(), 42);
+    EXPECT_EQ(platform::find_symbol(lib, "no_such_export"), nullptr);
+
+    platform::record_module_path(answer);
+    const std::string path = platform::module_path();
+    EXPECT_EQ(path.front(), '/') << path;
+    EXPECT_TRUE(path.ends_with("/libplatform_probe.so")) << path;
+    platform::free_library(lib);
     platform::free_library(nullptr);
+    int on_the_stack = 0;
+    platform::record_module_path(&on_the_stack);
+    EXPECT_STREQ(platform::module_path(), "");
+    EXPECT_TRUE(platform::executable_path().ends_with("/platform_tests"));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -64,7 +65,8 @@ class sim_backends {
     // A test control of the simulated library in `slot`, while it is loaded.
     template <typename F>
     static F control(uint32_t slot, const char* name) {
-        std::string file = "libridgex_" + Lower(kSlotNames[slot]) + ".so";
+        std::string file = "libridgex_" + std::string(kSlotNames[slot]) + ".so";
+        std::transform(file.begin(), file.end(), file.begin(), ::tolower);
         void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD);
         if (module == nullptr) {
             return nullptr;
@@ -74,17 +76,17 @@ class sim_backends {
         return function;
     }
 
+    // How often the simulated library in `slot` saw `operation`, on `reader`
+    // or with -1 on all of them; UINT32_MAX while it is not loaded.
+    static uint32_t count(uint32_t slot, const char* operation, int32_t reader = -1) {
+        auto counter = control<uint32_t (*)(const char*, int32_t)>(slot, "ridgex_sim_count");
+        return counter != nullptr ? counter(operation, reader) : UINT32_MAX;
+    }
+
   private:
     static std::string Variable(uint32_t slot) {
         return std::string("RIDGEX_SIM_CONFIG_") + kSlotNames[slot];
     }
-    static std::string Lower(std::string text) {
-        for (char& c : text) {
-            c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-        }
-        return text;
-    }
-
     static inline int next_id_ = 0;
     std::filesystem::path folder_;
     std::array<std::string, 6> texts_;

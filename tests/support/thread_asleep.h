@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -19,12 +18,11 @@ inline bool WaitAsleep(pid_t thread,
     const auto end = std::chrono::steady_clock::now() + limit;
     do {
         std::ifstream file(stat);
-        const std::string text((std::istreambuf_iterator<char>(file)),
-                               std::istreambuf_iterator<char>());
+        std::string text;
+        std::getline(file, text);
         // The state follows the command name, which stands in brackets.
         const size_t name_end = text.rfind(')');
-        if (name_end != std::string::npos && name_end + 2 < text.size() &&
-            text[name_end + 2] == 'S') {
+        if (name_end != std::string::npos && text.compare(name_end, 3, ") S") == 0) {
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -17,25 +17,23 @@ using ridgex_test::kTracingKey;
 using ridgex_test::TraceTest;
 
 TEST(TraceModuleName, LibraryVersionAndExtensionAreDropped) {
-    EXPECT_EQ(ModuleName("/opt/app/libridgex.so.3"), "ridgex");
-    EXPECT_EQ(ModuleName("/opt/app/libridgex.so.3.2.0"), "ridgex");
-    EXPECT_EQ(ModuleName("libridgex_amber.so"), "ridgex_amber");
-    EXPECT_EQ(ModuleName("/usr/bin/client.bin"), "client");
-    EXPECT_EQ(ModuleName("/usr/bin/client"), "client");
-    EXPECT_EQ(ModuleName("/lib/libsomething.sort"), "libsomething");  // ".so" must end a piece
+    for (const auto& [path, name] : {std::pair{"/opt/app/libridgex.so.3", "ridgex"},
+                                     {"/opt/app/libridgex.so.3.2.0", "ridgex"},
+                                     {"libridgex_amber.so", "ridgex_amber"},
+                                     {"/usr/bin/client.bin", "client"},
+                                     {"/usr/bin/client", "client"},
+                                     {"/lib/libsomething.sort", "libsomething"}}) {
+        EXPECT_EQ(ModuleName(path), name);  // ".so" must end a piece
+    }
 }
 
-class TraceFlags : public TraceTest {
-  protected:
-    uint32_t FlagsOf(const std::string& values, const std::string& key = kTracingKey) {
+TEST_F(TraceTest, EachSwitchSetsItsBit) {
+    auto FlagsOf = [&](const std::string& values, const std::string& key = kTracingKey) {
         registry_.Write(key + values);
         platform::registry_key opened;
         EXPECT_TRUE(OpenTracingKey(&opened));
         return BuildFlags(opened);
-    }
-};
-
-TEST_F(TraceFlags, EachSwitchSetsItsBit) {
+    };
     constexpr uint32_t kDefault = kFlagToFile | kFlagNewFile;
     EXPECT_EQ(FlagsOf(""), kDefault);
     EXPECT_EQ(FlagsOf("\"TraceToFile\"=dword:1\n\"NewFileAlways\"=dword:0\n"), kFlagToFile);
@@ -52,48 +50,32 @@ TEST_F(TraceFlags, EachSwitchSetsItsBit) {
               kFlagTrace);
 }
 
-TEST_F(TraceTest, NoKeyTurnsTracingOffUntilTheNextCheck) {
+// No key turns tracing off until the next check; switched on meanwhile,
+// records follow that check. Switched off, the file stays open and a scope
+// that straddles the check writes no exit. Verbosity is read only when the
+// flags change.
+TEST_F(TraceTest, ConfigurationIsReadAtEachCheck) {
     const uint32_t before = platform::tick_count();
     OneScope();
     EXPECT_EQ(flags_word.load(), 0u);
     EXPECT_GE(next_check.load(), before + kCheckPeriodMs);
     EXPECT_LE(next_check.load(), platform::tick_count() + kCheckPeriodMs);
-
-    // Switched on meanwhile: nothing before the next check, records after it.
     Configure("\"DoTrace\"=dword:1\n");
     OneScope();
     EXPECT_FALSE(std::filesystem::exists(trace_file()));
     ForceCheck();
-    OneScope();
-    EXPECT_EQ(Types(), "><");
-}
-
-TEST_F(TraceTest, SwitchedOffTheFileStaysOpenAndRecordsEnd) {
-    Configure("\"DoTrace\"=dword:1\n");
     {
         CTraceScope straddling("Test::Straddling", 0);
         Configure("\"DoTrace\"=dword:0\n");
         ForceCheck();
         OneScope();
     }
-    // The straddling scope's exit is tested afresh and not written.
     EXPECT_EQ(Types(), ">");
     EXPECT_NE(output_holder.get(), nullptr);
-}
-
-TEST_F(TraceTest, TraceToFileOtherThanOneDropsRecords) {
-    Configure("\"DoTrace\"=dword:1\n\"TraceToFile\"=dword:2\n");
-    OneScope();
-    EXPECT_FALSE(std::filesystem::exists(trace_file()));
-    EXPECT_NE(output_holder.get(), nullptr);  // the choice is made, and holds
-}
-
-TEST_F(TraceTest, VerbosityIsReadOnlyWhenTheFlagsChange) {
-    const std::pair<const char*, int> steps[] = {
-        {"\"Verbosity\"=dword:0\n", 0},
-        {"\"Verbosity\"=dword:0000000a\n", 0},
-        {"\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n", 10}};
-    for (const auto& [values, expected] : steps) {
+    for (const auto& [values, expected] :
+         {std::pair{"\"Verbosity\"=dword:0\n", 0},
+          {"\"Verbosity\"=dword:0000000a\n", 0},
+          {"\"Verbosity\"=dword:0000000a\n\"DoLog\"=dword:1\n", 10}}) {
         Configure(std::string("\"DoTrace\"=dword:1\n") + values);
         ForceCheck();
         OneScope();
@@ -101,64 +83,43 @@ TEST_F(TraceTest, VerbosityIsReadOnlyWhenTheFlagsChange) {
     }
 }
 
-TEST_F(TraceTest, NegativeVerbositySilencesScopesButNotFailures) {
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:ffffffff\n");
-    {
-        CTraceScope scope("Test::Silent", 0);
-        scope.Message("not written");
-        scope.Result("written", 0x80004005);
-    }
-    EXPECT_EQ(Types(), "E");
-}
-
-struct FilterCase {
-    const char* name;
-    std::string lists;  // registry sections, with MODULE for this program's module name
-    bool traced;
-};
-
-const std::string kInclude = Key("Solvane\\Tracing\\Components");
-const std::string kExclude = Key("Solvane\\Tracing\\ComponentsNOT");
-const std::string kModule = "\"MODULE\"=\"\"\n";
-
-class TraceFilter : public TraceTest, public ::testing::WithParamInterface<FilterCase> {};
-
-TEST_P(TraceFilter, DecidesPerModule) {
+// Names compare without regard to case; Components beats ComponentsNOT in
+// whichever order the file holds them; a name behind another in Components
+// still enables; an empty Components leaves the verdict of ComponentsNOT.
+// Failures pass the filter; scopes only when the module is traced.
+TEST_F(TraceTest, FilterDecidesPerModule) {
     const std::string own = ModuleName(platform::module_path());
     std::string upper = own;
     for (char& c : upper) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
-    std::string lists = GetParam().lists;
-    for (const auto& [token, name] : {std::pair{"UPPER", upper}, std::pair{"MODULE", own}}) {
-        for (size_t at; (at = lists.find(token)) != std::string::npos;) {
-            lists.replace(at, std::string(token).size(), name);
+    const std::string include = Key("Solvane\\Tracing\\Components");
+    const std::string exclude = Key("Solvane\\Tracing\\ComponentsNOT");
+    const std::string module = "\"" + own + "\"=\"\"\n";
+    const struct {
+        const char* name;
+        std::string lists;
+        bool traced;
+    } cases[] = {
+        {"no lists", "", true},
+        {"excluded in any case", exclude + "\"" + upper + "\"=\"\"\n", false},
+        {"included in any case", include + "\"" + upper + "\"=\"\"\n", true},
+        {"only others included", include + "\"other\"=\"\"\n", false},
+        {"include beats later exclude", exclude + module + include + module, true},
+        {"include beats earlier exclude", include + module + exclude + module, true},
+        {"included behind another", include + "\"other\"=\"\"\n\"" + own + "\"=dword:0\n", true},
+        {"empty include leaves exclude", include + exclude + module, false},
+    };
+    for (const auto& c : cases) {
+        RestoreLoadState();
+        std::filesystem::remove(trace_file());
+        Configure("\"DoTrace\"=dword:1\n", c.lists);
+        {
+            CTraceScope scope("Test::Filtered", 0);
+            scope.Result("failure", 0x80004005);
         }
+        EXPECT_EQ(Types(), c.traced ? ">E<" : "E") << c.name;
     }
-    Configure("\"DoTrace\"=dword:1\n", lists);
-    {
-        CTraceScope scope("Test::Filtered", 0);
-        scope.Result("failure", 0x80004005);
-    }
-    // Failures pass the filter; scopes only when the module is traced.
-    EXPECT_EQ(Types(), GetParam().traced ? ">E<" : "E");
 }
-
-// Names compare without regard to case; Components beats ComponentsNOT in
-// whichever order the file holds them; a name behind another in Components
-// still enables; an empty Components leaves the verdict of ComponentsNOT.
-INSTANTIATE_TEST_SUITE_P(
-    Lists, TraceFilter,
-    ::testing::Values(
-        FilterCase{"NoLists", "", true},
-        FilterCase{"ExcludedInAnyCase", kExclude + "\"UPPER\"=\"\"\n", false},
-        FilterCase{"IncludedInAnyCase", kInclude + "\"UPPER\"=\"\"\n", true},
-        FilterCase{"OnlyOthersIncluded", kInclude + "\"other\"=\"\"\n", false},
-        FilterCase{"IncludeBeatsLaterExclude", kExclude + kModule + kInclude + kModule, true},
-        FilterCase{"IncludeBeatsEarlierExclude", kInclude + kModule + kExclude + kModule, true},
-        FilterCase{"IncludedBehindAnother", kInclude + "\"other\"=\"\"\n\"MODULE\"=dword:0\n",
-                   true},
-        FilterCase{"EmptyIncludeLeavesExclude", kInclude + kExclude + kModule, false}),
-    [](const ::testing::TestParamInfo<FilterCase>& info) { return info.param.name; });
 
 }  // namespace

@@ -38,9 +38,10 @@ class TraceTest : public ::testing::Test {
     std::string Types(bool with_marks = false) const {
         std::string types;
         for (const auto& record : ReadBack().records) {
-            if (with_marks || (record.type != 't' && record.type != 'T')) {
-                types += record.type;
-            }
+            types += record.type;
+        }
+        if (!with_marks) {
+            std::erase_if(types, [](char type) { return type == 't' || type == 'T'; });
         }
         return types;
     }

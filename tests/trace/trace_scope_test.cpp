@@ -1,7 +1,9 @@
 #include "trace/trace_scope.h"
 
+#include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "ridgex.h"
@@ -22,12 +24,6 @@ class TraceScope : public TraceTest {
     }
 };
 
-TEST_F(TraceScope, NamesAreCutAt99AndNullIsFourQuestionMarks) {
-    { CTraceScope scope(std::string(120, 'n').c_str(), 0); }
-    { CTraceScope scope(nullptr, 0); }
-    EXPECT_EQ(Texts('>'), (Strings{std::string(99, 'n'), "????"}));
-}
-
 TEST_F(TraceScope, MessageLimits) {
     CTraceScope scope("Test::Messages", 0);
     scope.Message("%d %s %c", 5, "abc", 'x');
@@ -46,67 +42,29 @@ TEST_F(TraceScope, MessageLimits) {
                                    "", "", std::string(399, 'f')}));
 }
 
-TEST_F(TraceScope, ResultWritesFailuresOnly) {
-    {
-        CTraceScope scope("Test::Results", 0);
-        scope.Result("plain status", 0x05BA0015);
-        scope.Result("top bit", 0x85BA0015);
-        scope.Result("family", 0x00090312);
-        scope.Result("not the family", 0x000A0312);
-        scope.Result(nullptr, 0x80000000);
-        scope.Result(std::string(300, 'r').c_str(), 0xFFFFFFFF);
-    }
-    EXPECT_EQ(Texts('E'), (Strings{"-2051407851 top bit", "590610 family", "-2147483648 ",
-                                   "-1 " + std::string(257, 'r')}));  // cut at 260 bytes
-}
-
+// The level is compared by its absolute value; a negative verbosity
+// silences every scope; profiling drops messages only. Failures stay.
 TEST_F(TraceScope, LevelsAndProfilingLeaveFailuresWritten) {
-    {
-        CTraceScope scope("CFpapiShim::_AcquisitionCallback", 10);  // above verbosity 0
-        scope.Message("event");
-        scope.Result("failed", 0x80004005);
-    }
-    EXPECT_EQ(Types(), "E");
-
-    // The level is compared by its absolute value.
-    SlvTraceNS::RestoreLoadState();
-    Configure("\"DoTrace\"=dword:1\n\"Verbosity\"=dword:a\n");
-    { CTraceScope scope("Test::Ten", -10); }
-    { CTraceScope scope("Test::Eleven", 11); }
-    EXPECT_EQ(Texts('>'), (Strings{"Test::Ten"}));
-
-    // Profiling drops messages only.
-    SlvTraceNS::RestoreLoadState();
-    Configure("\"DoTrace\"=dword:1\n\"DoProfiling\"=dword:1\n");
-    {
-        CTraceScope scope("Test::Profiled", 0);
-        scope.Message("dropped");
-        scope.Result("kept", 0x80004005);
-    }
-    EXPECT_EQ(Types(), ">E<");
-}
-
-TEST_F(TraceScope, TimeMarksOnlyWhenTheClockHasMoved) {
-    {
-        CTraceScope scope("Test::Burst", 0);
-        for (int i = 0; i < 2000; ++i) {
-            scope.Message("m");
+    const struct {
+        const char* values;
+        int level;
+        const char* types;
+    } cases[] = {{"", 10, "E"},
+                 {"\"Verbosity\"=dword:a\n", -10, ">UE<"},
+                 {"\"Verbosity\"=dword:a\n", 11, "E"},
+                 {"\"Verbosity\"=dword:ffffffff\n", 0, "E"},
+                 {"\"DoProfiling\"=dword:1\n", 0, ">E<"}};
+    for (const auto& c : cases) {
+        SlvTraceNS::RestoreLoadState();
+        std::filesystem::remove(trace_file());
+        Configure(std::string("\"DoTrace\"=dword:1\n") + c.values);
+        {
+            CTraceScope scope("CFpapiShim::_AcquisitionCallback", c.level);
+            scope.Message("event");
+            scope.Result("failed", 0x80004005);
         }
+        EXPECT_EQ(Types(), c.types) << c.values << c.level;
     }
-    const auto records = ReadBack().records;
-    ASSERT_FALSE(records.empty());
-    EXPECT_EQ(records[0].type, 't');
-    std::string last_time;
-    size_t unmarked = 0;
-    for (size_t i = 1; i < records.size(); ++i) {
-        if (records[i].type == 'T') {
-            EXPECT_NE(records[i].text, last_time) << "a mark for a clock that did not move";
-            last_time = records[i].text;
-        } else if (records[i - 1].type != 'T') {
-            ++unmarked;  // a second record in the same millisecond
-        }
-    }
-    EXPECT_GT(unmarked, 0u);
 }
 
 TEST_F(TraceScope, RecordsOfManyThreadsNeverInterleave) {
@@ -130,7 +88,10 @@ TEST_F(TraceScope, RecordsOfManyThreadsNeverInterleave) {
     EXPECT_EQ(Texts('<').size(), size_t{kThreads * kCalls});
 }
 
-TEST_F(TraceScope, ExportsHandOutScopesAlsoWithTracingOff) {
+// The exports are a client's scope, handed out also with tracing off: names
+// cut at 99 characters and null as four question marks, text written as it
+// stands, and results written only for failures, cut at 260 bytes.
+TEST_F(TraceScope, ExportsWriteLikeAScope) {
     registry_.Write("");
     void* handle = nullptr;
     ridgex_trace_start("Client::Off", &handle);
@@ -143,10 +104,14 @@ TEST_F(TraceScope, ExportsHandOutScopesAlsoWithTracingOff) {
     ridgex_trace_result(nullptr, "x", 0x80004005);
     ridgex_trace_dispose(nullptr);
     EXPECT_TRUE(ReadFile(trace_file()).empty());
-}
 
-TEST_F(TraceScope, ExportsWriteLikeAScope) {
-    void* handle = nullptr;
+    Configure("\"DoTrace\"=dword:1\n");
+    ForceCheck();
+    const std::string long_text(300, 'n');
+    for (const char* name : {long_text.c_str(), static_cast<const char*>(nullptr)}) {
+        ridgex_trace_start(name, &handle);
+        ridgex_trace_dispose(handle);
+    }
     ridgex_trace_start("Client::Work", &handle);
     ridgex_trace(handle, "100% literal %s %n");
     // Counted as a format: 399 units fit, 400 do not, and "%s" counts one more.
@@ -154,12 +119,18 @@ TEST_F(TraceScope, ExportsWriteLikeAScope) {
     ridgex_trace(handle, longest.c_str());
     ridgex_trace(handle, std::string(400, 'y').c_str());
     ridgex_trace(handle, (std::string(397, 'z') + "%s").c_str());
+    const std::pair<const char*, uint32_t> results[] = {
+        {"plain status", 0x05BA0015},   {"top bit", 0x85BA0015}, {"family", 0x00090312},
+        {"not the family", 0x000A0312}, {nullptr, 0x80000000},   {long_text.c_str(), 0xFFFFFFFF}};
+    for (const auto& [text, code] : results) {
+        ridgex_trace_result(handle, text, code);
+    }
     ridgex_trace_error(handle, "error", 0x80000001);
-    ridgex_trace_result(handle, "result", 0x80000002);
     ridgex_trace_dispose(handle);
-    EXPECT_EQ(Texts('>'), (Strings{"Client::Work"}));
+    EXPECT_EQ(Texts('>'), (Strings{std::string(99, 'n'), "????", "Client::Work"}));
     EXPECT_EQ(Texts('U'), (Strings{"100% literal %s %n", longest}));
-    EXPECT_EQ(Texts('E'), (Strings{"-2147483647 error", "-2147483646 result"}));
+    EXPECT_EQ(Texts('E'), (Strings{"-2051407851 top bit", "590610 family", "-2147483648 ",
+                                   "-1 " + std::string(257, 'n'), "-2147483647 error"}));
     EXPECT_EQ(Types().back(), '<');
 }
 

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <sstream>
 #include <thread>
 
@@ -8,93 +7,64 @@
 
 namespace {
 
-using ridgex_test::ReadFile;
 using ridgex_test::TraceTest;
 using SlvTraceNS::CTraceScope;
 
-class Trc3Reader : public TraceTest {
-  protected:
-    // Two threads, each with a small call tree.
-    void SetUp() override {
-        TraceTest::SetUp();
-        Configure("\"DoTrace\"=dword:1\n");
-        Work();
-        std::thread(Work).join();
-        SlvTraceNS::RestoreLoadState();  // closes the file
-        bytes_ = ReadFile(trace_file());
-    }
-    static void Work() {
-        CTraceScope outer("Reader::Outer", 0);
-        {
-            CTraceScope inner("Reader::Inner", 0);
-            inner.Message("value %d", 42);
-            inner.Result("denied", 0x80070005);
-        }
-    }
-    static std::string Print(const trc3::TraceFile& file, bool flat = false) {
-        std::ostringstream out;
-        trc3::PrintTraceFile(file, {flat}, out);
-        return out.str();
-    }
-    std::string bytes_;
-};
+std::string Print(const trc3::TraceFile& file, bool flat = false) {
+    std::ostringstream out;
+    trc3::PrintTraceFile(file, {flat}, out);
+    return out.str();
+}
 
-TEST_F(Trc3Reader, ToolPrintsOneCallTreePerThread) {
-    const std::string command = std::string(TRC3DUMP_PATH) + " " + trace_file();
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char chunk[4096];
-    for (size_t got; (got = fread(chunk, 1, sizeof chunk, pipe)) > 0;) {
-        output.append(chunk, got);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << output;
-    EXPECT_EQ(output.find("Damage"), std::string::npos) << output;
-    size_t threads = 0;
-    for (size_t at = 0; (at = output.find("\nThread ", at)) != std::string::npos; ++at) {
-        ++threads;
-    }
-    EXPECT_EQ(threads, 2u) << output;
-    // The head, then scopes indented by depth, messages and failures under them.
+// Two threads, each with a small call tree, printed as one tree per thread
+// under the head: scopes indented by depth, messages and failures under
+// them. A cut file is read up to the cut; overwritten bytes are skipped and
+// reading goes on; a head in the middle means another process recreated the
+// file.
+TEST_F(TraceTest, ReaderPrintsCallTreesAndReadsOnPastDamage) {
+    Configure("\"DoTrace\"=dword:1\n");
+    auto work = [] {
+        CTraceScope outer("Reader::Outer", 0);
+        CTraceScope inner("Reader::Inner", 0);
+        inner.Message("value %d", 42);
+        inner.Result("denied", 0x80070005);
+    };
+    work();
+    std::thread(work).join();
+    SlvTraceNS::RestoreLoadState();  // closes the file
+    const std::string bytes = ridgex_test::ReadFile(trace_file());
+    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes);
+    ASSERT_TRUE(whole.problems.empty());
+    const std::string output = Print(whole);
+    EXPECT_NE(output.find("\nThread "), output.rfind("\nThread ")) << output;
     for (const char* line :
          {"Trace Ver: 3.0.1", "  > Reader::Outer\n", "    > Reader::Inner\n", "      - value 42\n",
           "      ! 0x80070005 (-2147024891) denied\n", "    < Reader::Inner  ["}) {
         EXPECT_NE(output.find(line), std::string::npos) << line << "\n" << output;
     }
-}
 
-TEST_F(Trc3Reader, CutFileIsReportedAndReadUpToTheCut) {
-    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
-    ASSERT_TRUE(whole.problems.empty());
-    const trc3::TraceFile cut = trc3::ReadTraceFile(bytes_.substr(0, bytes_.size() - 3));
+    const trc3::TraceFile cut = trc3::ReadTraceFile(bytes.substr(0, bytes.size() - 3));
     ASSERT_EQ(cut.problems.size(), 1u);
     EXPECT_NE(cut.problems[0].what.find("cut"), std::string::npos);
     EXPECT_EQ(cut.records.size(), whole.records.size() - 1);
     EXPECT_LE(cut.records.back().offset, whole.records[whole.records.size() - 2].offset);
     EXPECT_NE(Print(cut).find("no exit recorded for: Reader::Outer"), std::string::npos);
-}
 
-TEST_F(Trc3Reader, OverwrittenBytesAreSkippedAndReadingGoesOn) {
-    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
     const size_t damaged = whole.records[4].offset;
-    std::string broken = bytes_;
+    std::string broken = bytes;
     broken.replace(damaged, 5, "\xFF\xFF\xFF\xFF\xFF");
     const trc3::TraceFile file = trc3::ReadTraceFile(broken);
     ASSERT_EQ(file.problems.size(), 1u);
     EXPECT_EQ(file.problems[0].offset, damaged);
-    // Everything behind the damaged record is read as before.
     EXPECT_EQ(file.records.back().offset, whole.records.back().offset);
     EXPECT_GE(file.records.size(), whole.records.size() - 2);
-}
 
-TEST_F(Trc3Reader, HeadInTheMiddleMeansAnotherProcessRecreatedTheFile) {
-    const trc3::TraceFile whole = trc3::ReadTraceFile(bytes_);
-    const trc3::TraceFile file = trc3::ReadTraceFile("junk" + bytes_ + bytes_);
-    EXPECT_EQ(file.heads.size(), 2u);
-    EXPECT_EQ(file.records.size(), 2 * whole.records.size());
-    ASSERT_EQ(file.problems.size(), 3u);  // not at the start, junk, second head
-    EXPECT_EQ(file.problems[2].offset, 4 + bytes_.size());
-    EXPECT_NE(Print(file, true).find("Damage (3)"), std::string::npos);
+    const trc3::TraceFile twice = trc3::ReadTraceFile("junk" + bytes + bytes);
+    EXPECT_EQ(twice.heads.size(), 2u);
+    EXPECT_EQ(twice.records.size(), 2 * whole.records.size());
+    ASSERT_EQ(twice.problems.size(), 3u);  // not at the start, junk, second head
+    EXPECT_EQ(twice.problems[2].offset, 4 + bytes.size());
+    EXPECT_NE(Print(twice, true).find("Damage (3)"), std::string::npos);
 }
 
 }  // namespace
