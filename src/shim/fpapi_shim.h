@@ -100,6 +100,16 @@ class CFpapiShim : public ridgex_dll_t {
     uint32_t CalculateBufferSize(const ReaderGeometry& geometry,
                                  const ridgex_capture_param* capture_parm, uint32_t* width_out,
                                  uint32_t* height_out);
+    // The steps of one capture, over the arguments and state in `call`.
+    struct capture_call;
+    ridgex_result ArmCapture(capture_call& call);
+    ridgex_result AwaitCaptureEnd(capture_call& call);
+    bool TakeEvents(capture_call& call, ridgex_result* status);
+    ridgex_result ConvertImage(capture_call& call, const ReaderEvent& event);
+    void EndCapture(capture_call& call);
+    // Sends `image_proc` to an exclusive reader if it is not the one in
+    // force; true if it was sent. `lock_` is held.
+    static bool UpdateProcessing(ReaderDescriptor& reader, uint32_t image_proc);
 
     static CFpapiShim instance_;  // one of the library's static objects
 
