@@ -13,8 +13,8 @@
 enum ReaderEventType : uint32_t {
     EVENT_FINGER_ON = 1,
     EVENT_FINGER_OFF = 2,
-    EVENT_IMAGE = 3,          // data: the reader library's image record, whole
-    EVENT_QUALITY = 4,        // data: the 4-byte quality code
+    EVENT_IMAGE = 3,    // data: the reader library's image record, whole
+    EVENT_QUALITY = 4,  // data: the 4-byte quality code
     EVENT_DISCONNECTED = 5,
 };
 
@@ -36,6 +36,10 @@ struct ReaderGeometry {
 // A reader whose size is not yet known reports this width and height until
 // its first image arrives.
 inline constexpr uint32_t kPlaceholderSide = 555;
+
+// Readers of the Kestrix line carry this vendor number whatever their own,
+// and only they reveal their identifier as a parameter.
+inline constexpr uint16_t kKestrixVid = 0x147E;
 
 class ReaderDescriptor {
   public:
@@ -80,5 +84,6 @@ class ReaderDescriptor {
     signal_t event_signal;
 };
 
-// Frees an event and its data; null is allowed.
+// Frees an event and its data, both from platform::reallocate (or the
+// malloc family); null is allowed.
 void FreeReaderEvent(ReaderEvent* event);
