@@ -31,14 +31,9 @@ bool reader_library::has_started_acquisition(int32_t reader) const {
 int32_t reader_library::create(uint32_t priority, const uint8_t* id, uint32_t four,
                                tavlo::TavloCallback callback, void* context, uint32_t* handle) {
     std::lock_guard lock(mutex_);
-    if (const auto forced = enter("TavloCreateAcquisitionWithCallback")) {
-        return *forced;
-    }
-    if (!running_) {
-        return kUnexpected;
-    }
-    if (id == nullptr || callback == nullptr || handle == nullptr) {
-        return kPointer;
+    if (const auto refused = admit("TavloCreateAcquisitionWithCallback",
+                                   id != nullptr && callback != nullptr && handle != nullptr)) {
+        return *refused;
     }
     if ((priority != 2 && priority != 4) || four != 4) {
         return kInvalidArgument;

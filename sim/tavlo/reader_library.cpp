@@ -10,15 +10,25 @@
 namespace tavlo_sim {
 
 reader_library& library() {
-    static reader_library instance;
-    return instance;
+    // Never destroyed: the library that loaded this file may still call it
+    // from its own static destructors at exit.
+    static auto* instance = new reader_library;
+    return *instance;
 }
 
-reader_library::~reader_library() {
-    // At unload: no thread of the simulator outlives the file.
+void reader_library::shut_down() {
     events_.stop();
     stops_.stop();
 }
+
+namespace {
+
+// At unload or exit no thread of the simulator outlives the file.
+__attribute__((destructor)) void stop_threads_at_unload() {
+    library().shut_down();
+}
+
+}  // namespace
 
 std::optional<int32_t> reader_library::enter(const std::string& operation) {
     ++calls_[operation];
@@ -31,6 +41,19 @@ std::optional<int32_t> reader_library::enter(const std::string& operation) {
         forced_.erase(forced);
     }
     return code;
+}
+
+std::optional<int32_t> reader_library::admit(const std::string& operation, bool pointers_given) {
+    if (const auto forced = enter(operation)) {
+        return forced;
+    }
+    if (!running_) {
+        return kUnexpected;
+    }
+    if (!pointers_given) {
+        return kPointer;
+    }
+    return std::nullopt;
 }
 
 int32_t reader_library::reader_index(const uint8_t* id) const {
@@ -83,8 +106,7 @@ int32_t reader_library::term() {
         running_ = false;
     }
     // Outside the lock: a report being delivered may be waiting for it.
-    events_.stop();
-    stops_.stop();
+    shut_down();
     std::lock_guard lock(mutex_);
     acquisitions_.clear();
     readers_.clear();
@@ -93,14 +115,8 @@ int32_t reader_library::term() {
 
 int32_t reader_library::enumerate(uint32_t* count, void** ids) {
     std::lock_guard lock(mutex_);
-    if (const auto forced = enter("TavloEnumerateDevices")) {
-        return *forced;
-    }
-    if (!running_) {
-        return kUnexpected;
-    }
-    if (count == nullptr || ids == nullptr) {
-        return kPointer;
+    if (const auto refused = admit("TavloEnumerateDevices", count != nullptr && ids != nullptr)) {
+        return *refused;
     }
     *count = static_cast<uint32_t>(readers_.size());
     *ids = nullptr;
@@ -116,14 +132,8 @@ int32_t reader_library::enumerate(uint32_t* count, void** ids) {
 
 int32_t reader_library::device_info(const uint8_t* id, void* info) {
     std::lock_guard lock(mutex_);
-    if (const auto forced = enter("TavloGetDeviceInfo")) {
-        return *forced;
-    }
-    if (!running_) {
-        return kUnexpected;
-    }
-    if (id == nullptr || info == nullptr) {
-        return kPointer;
+    if (const auto refused = admit("TavloGetDeviceInfo", id != nullptr && info != nullptr)) {
+        return *refused;
     }
     const int32_t index = reader_index(id);
     if (index < 0) {
@@ -136,14 +146,8 @@ int32_t reader_library::device_info(const uint8_t* id, void* info) {
 int32_t reader_library::device_info_ex(const uint8_t* id, uint32_t group, uint32_t selector,
                                        void** block) {
     std::lock_guard lock(mutex_);
-    if (const auto forced = enter("TavloGetDeviceInfoEx")) {
-        return *forced;
-    }
-    if (!running_) {
-        return kUnexpected;
-    }
-    if (id == nullptr || block == nullptr) {
-        return kPointer;
+    if (const auto refused = admit("TavloGetDeviceInfoEx", id != nullptr && block != nullptr)) {
+        return *refused;
     }
     *block = nullptr;
     const int32_t index = reader_index(id);

@@ -1,7 +1,7 @@
 // The state of the simulated reader library behind its exports: the
 // configured readers, the acquisitions, the two delivery threads, the
 // forced failures and the log that tests read. One object for the life of
-// the loaded file; one lock guards it, and no callback runs under it.
+// the loaded file (never destroyed); one lock guards it, and no callback runs under it.
 #pragma once
 
 #include <condition_variable>
@@ -22,8 +22,6 @@ namespace tavlo_sim {
 
 class reader_library {
   public:
-    ~reader_library();
-
     int32_t init();
     int32_t term();
     int32_t enumerate(uint32_t* count, void** ids);
@@ -37,6 +35,8 @@ class reader_library {
     int32_t stop(uint32_t handle);
     int32_t destroy(uint32_t handle);
     void buffer_free(void* block);
+    // Stops the delivery threads; reports not yet delivered are dropped.
+    void shut_down();
 
     // Test controls, as tavlo_sim.h tells them.
     void set_init_status(int32_t status);
@@ -76,6 +76,8 @@ class reader_library {
 
     // Counts a call of the operation and gives the code it is forced to.
     std::optional<int32_t> enter(const std::string& operation);
+    // Also refuses it while the library is stopped or a pointer is missing.
+    std::optional<int32_t> admit(const std::string& operation, bool pointers_given);
     int32_t reader_index(const uint8_t* id) const;
     bool has_started_acquisition(int32_t reader) const;
     // Queues a report for the started acquisitions of `reader` (one of any

@@ -63,7 +63,7 @@ TAVLO_SIM_API int32_t tavlo_sim_disconnect(int32_t reader);
 typedef int32_t (*tavlo_sim_disconnect_fn)(int32_t reader);
 
 /* Returns once every report asked for so far has been delivered and its
- * callback has returned. */
+ * callback has returned. Not to be called from a callback. */
 TAVLO_SIM_API void tavlo_sim_flush(void);
 typedef void (*tavlo_sim_flush_fn)(void);
 
