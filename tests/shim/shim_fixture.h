@@ -7,8 +7,12 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ridgex.h"
@@ -47,6 +51,20 @@ inline std::vector<tavlo_sim_parameter_call> ParameterCalls() {
         at(i, &calls[i]);
     }
     return calls;
+}
+
+// The same calls as "set|get <id>:<size>:<first value word>", in hexadecimal.
+inline std::vector<std::string> Sent() {
+    std::vector<std::string> sent;
+    for (const tavlo_sim_parameter_call& call : ParameterCalls()) {
+        uint32_t first = 0;
+        std::memcpy(&first, call.value, std::min<uint32_t>(call.size, sizeof(first)));
+        char text[40];
+        std::snprintf(text, sizeof(text), "%s %x:%u:%x", call.set ? "set" : "get", call.parameter,
+                      call.size, first);
+        sent.push_back(text);
+    }
+    return sent;
 }
 
 inline void ClearLog() {
