@@ -2,6 +2,13 @@
 // report: each report becomes a ReaderEvent in the queue of every reader it
 // concerns.
 //
+// Stops and destroys run under the shim's lock, and the reader library may
+// wait in them for a running callback of that acquisition to return. So a
+// callback never waits for the lock without bound: while a stop is under
+// way, a report for the reader being stopped (or for every reader) that
+// cannot get the lock is dropped with a "!!! " line. Reports for other
+// readers wait.
+//
 // The callback runs on the reader library's own thread. It must never throw,
 // crash or hold that thread for long: events come from the seam's
 // allocation (realloc of null, freed by FreeReaderEvent), and an event whose
@@ -20,6 +27,9 @@ using SlvTraceNS::CTraceScope;
 namespace {
 
 constexpr uint32_t kStopWaitMs = 500;
+// How often a callback that waits for the lock looks whether a stop waits
+// for it in turn.
+constexpr uint32_t kDeliveryRetryMs = 10;
 
 // Report groups and the types and parameter ids that the shim reads.
 constexpr uint32_t kGroupDevice = 1;
@@ -109,8 +119,35 @@ int32_t CFpapiShim::AcquisitionStart(uint32_t priority, const uint8_t* device_id
     return code;
 }
 
+void CFpapiShim::NoteStopping(const uint8_t* device_id) {
+    uint64_t halves[2] = {};
+    if (device_id != nullptr) {
+        std::memcpy(halves, device_id, sizeof(halves));
+    }
+    stopping_id_[0] = halves[0];
+    stopping_id_[1] = halves[1];
+}
+
+bool CFpapiShim::StopWaitsFor(const uint8_t* device_id) const {
+    uint64_t halves[2];
+    std::memcpy(halves, device_id, sizeof(halves));
+    const uint64_t stopping[2] = {stopping_id_[0], stopping_id_[1]};
+    if (stopping[0] == 0 && stopping[1] == 0) {
+        return false;
+    }
+    // A report for every reader concerns the stopped one too.
+    return (halves[0] == 0 && halves[1] == 0) ||
+           (halves[0] == stopping[0] && halves[1] == stopping[1]);
+}
+
 void CFpapiShim::AcquisitionStop(uint32_t acquisition) {
     CTraceScope scope("CFpapiShim::AcquisitionStop", 0);
+    for (uint64_t i = 0; i < readers_.count; ++i) {
+        if (readers_.items[i]->acquisition == acquisition) {
+            NoteStopping(readers_.items[i]->device_id);
+            break;
+        }
+    }
     stopped_signal_.Reset();
     const int32_t code = tavlo::StopAcquisition(acquisition);
     // The stop report comes without the lock that our caller holds.
@@ -128,6 +165,7 @@ void CFpapiShim::AcquisitionStop(uint32_t acquisition) {
     if (destroyed < 0) {
         scope.Message("cannot destroy acquisition, error: 0x%x", static_cast<uint32_t>(destroyed));
     }
+    NoteStopping(nullptr);
     scope.Result("", static_cast<uint32_t>(destroyed));
 }
 
@@ -210,7 +248,17 @@ void CFpapiShim::_AcquisitionCallback(const void* header, uint32_t param_count,
     // matching reader takes that event, any further one a copy of its own.
     ReaderEvent* prepared = NewEvent(report.type, report.data, report.size);
     bool prepared_taken = false;
-    scoped_lock_t hold(lock_);
+    // A stop under the lock may be waiting for this very callback to
+    // return: the report for the reader being stopped goes, instead of
+    // holding up both.
+    while (!lock_.LockFor(kDeliveryRetryMs)) {
+        if (StopWaitsFor(device_id)) {
+            scope.Message("!!! the reader's acquisition is being stopped; event of type %d dropped",
+                          report.type);
+            FreeReaderEvent(prepared);
+            return;
+        }
+    }
     for (uint64_t i = 0; i < readers_.count; ++i) {
         ReaderDescriptor& reader = *readers_.items[i];
         if (!to_all && std::memcmp(device_id, reader.device_id, sizeof(device_id)) != 0) {
@@ -232,6 +280,7 @@ void CFpapiShim::_AcquisitionCallback(const void* header, uint32_t param_count,
             break;
         }
     }
+    lock_.Unlock();
     if (!prepared_taken) {
         FreeReaderEvent(prepared);
     }

@@ -19,6 +19,8 @@ using SlvTraceNS::CTraceScope;
 namespace {
 
 constexpr uint32_t kCancelWaitMs = 1000;
+// How often a capture that waits for the lock looks for a cancel.
+constexpr uint32_t kLockRetryMs = 5;
 constexpr uint32_t kParamMinSize = 16;
 constexpr uint32_t kResultMinSize = 36;
 constexpr int32_t kWokenByCancel = 0;
@@ -284,16 +286,28 @@ ridgex_result CFpapiShim::AwaitCaptureEnd(capture_call& call) {
                                static_cast<uint32_t>(woken));
             return RIDGEX_E_FAILURE;
         }
-        scoped_lock_t hold(lock_);
+        // A Cancel holds the lock while it waits for this capture to end:
+        // its signal is looked at while the lock is not to be had.
+        while (!lock_.LockFor(kLockRetryMs)) {
+            signal_t* cancel[] = {&reader.cancel_signal};
+            if (wait_signal(1, cancel, 0) == kWokenByCancel) {
+                call.scope.Message("capture canceled");
+                call.result->quality = RIDGEX_QUALITY_CANCELED;
+                return RIDGEX_SUCCESS;
+            }
+        }
+        ridgex_result status = RIDGEX_SUCCESS;
+        bool ended = true;
         // A Close that could not stop the capture in time has taken the
         // reader out of the table; its events are no longer the client's.
         if (reader.closed_while_capturing) {
             call.scope.Message("reader closed during the capture");
             call.result->quality = RIDGEX_QUALITY_CANCELED;
-            return RIDGEX_SUCCESS;
+        } else {
+            ended = TakeEvents(call, &status);
         }
-        ridgex_result status = RIDGEX_SUCCESS;
-        if (TakeEvents(call, &status)) {
+        lock_.Unlock();
+        if (ended) {
             return status;
         }
     }
@@ -447,6 +461,9 @@ ridgex_result CFpapiShim::Cancel(ridgex_handle dev) {
     // The capture ends without the lock, so holding it here is no obstacle.
     signal_t* signals[] = {&reader->finish_signal};
     if (wait_signal(1, signals, kCancelWaitMs) == 0) {
+        // Set again for any other Cancel that comes before the capture has
+        // cleared `capture_running`; the next arming resets it.
+        reader->finish_signal.Set();
         return RIDGEX_SUCCESS;
     }
     scope.Message("cannot stop capture");

@@ -93,6 +93,12 @@ class CFpapiShim : public ridgex_dll_t {
     int32_t AcquisitionStart(uint32_t priority, const uint8_t* device_id, uint32_t* acquisition);
     void AcquisitionStop(uint32_t acquisition);
     void _AcquisitionCallback(const void* header, uint32_t param_count, const void* params);
+    // Notes the reader whose acquisition is stopped or destroyed under
+    // `lock_` (null when done): the reader library may wait there for a
+    // callback of that acquisition to return, so such a callback must not
+    // wait for `lock_`.
+    void NoteStopping(const uint8_t* device_id);
+    bool StopWaitsFor(const uint8_t* device_id) const;
 
     // Capture helpers (capture.cpp).
     ridgex_result CheckCaptureParams(const ReaderDescriptor& reader,
@@ -118,6 +124,7 @@ class CFpapiShim : public ridgex_dll_t {
     // while the table grows and while other readers are opened and closed.
     vector_t<ReaderDescriptor*, 4> readers_;
     signal_t stopped_signal_;
+    std::atomic<uint64_t> stopping_id_[2] = {};  // all zero: no stop
     uint32_t next_handle_;
     lock_object_t lock_;
 };

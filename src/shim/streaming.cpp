@@ -131,7 +131,9 @@ ridgex_result CFpapiShim::Reset(ridgex_handle dev) {
     }
     // No stop and no wait: the acquisition is replaced as it stands, and
     // always by a shared one.
+    NoteStopping(reader->device_id);
     tavlo::DestroyAcquisition(reader->acquisition);
+    NoteStopping(nullptr);
     int32_t code = tavlo::CreateAcquisitionWithCallback(
         RIDGEX_PRIORITY_SHARED, reader->device_id, tavlo::kAcquisitionKind,
         AcquisitionCallbackEntry, this, &reader->acquisition);

@@ -362,7 +362,7 @@ TEST_F(shim_capture, CloseDuringACaptureLeavesTheDescriptorToTheCapture) {
 
 TEST_F(shim_capture, CancelCloseAndDisconnectRaceACapture) {
     ASSERT_EQ(Start(Reader()), RIDGEX_SUCCESS);
-    for (int round = 0; round < 24; ++round) {
+    for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
         const ridgex_handle dev = Open(0);
         capture_run capture(dev, kImageBytes);
