@@ -191,51 +191,45 @@ TEST_F(shim_capture, ImageBytesInEveryFormat) {
     }
 }
 
-TEST_F(shim_capture, AReaderNotYetMeasuredIsProbedWithThePlaceholder) {
-    ASSERT_EQ(Start(Reader("width = 0\nheight = 0\nimage_width = 300\nimage_height = 400")),
+// A reader not yet measured is probed with the placeholder 555 x 555, and
+// its true image can exceed that room: it is then never written, and the
+// status asks for the true size, as every later probe does.
+TEST_F(shim_capture, TheFirstImageOfAReaderNotYetMeasured) {
+    const auto unmeasured = [](const char* size) {
+        return Reader(std::string("width = 0\nheight = 0\n") + size);
+    };
+    const std::string large = unmeasured("image_width = 600\nimage_height = 700");
+    ASSERT_EQ(Start(large + large + large + unmeasured("image_width = 300\nimage_height = 400")),
               RIDGEX_SUCCESS);
-    const ridgex_handle dev = Open(0);
-    EXPECT_EQ(Probe(dev, RIDGEX_IMG_FMT_ISO19794), kPlaceholderBytes + 46);
-    EXPECT_EQ(Probe(dev, RIDGEX_IMG_FMT_RAW), kPlaceholderBytes);
-    {
-        capture_run capture(dev, kPlaceholderBytes);
-        ASSERT_TRUE(capture.Armed());
-        Finger(0);
-        capture.Join();
-        ASSERT_EQ(capture.status, RIDGEX_SUCCESS);
-        EXPECT_EQ(capture.size, kPlaceholderBytes);
-        EXPECT_EQ(capture.result.info.width, 300u);
-        EXPECT_EQ(capture.result.info.height, 400u);
-    }
-    EXPECT_EQ(Probe(dev, RIDGEX_IMG_FMT_RAW), 300u * 400u) << "the true size from now on";
-    ridgex_close(dev);
-}
-
-// The true image of a reader measured with the placeholder can exceed the
-// room that the probe asked for: nothing is written, and the status asks for
-// the true size, as the next probe does.
-TEST_F(shim_capture, AnImageLargerThanTheRoomIsNeverWritten) {
-    const std::string large =
-        Reader("width = 0\nheight = 0\nimage_width = 600\nimage_height = 700");
-    ASSERT_EQ(Start(large + large + large), RIDGEX_SUCCESS);
-    const uint32_t kFormats[] = {RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_FMT_ANSI381,
-                                 RIDGEX_IMG_FMT_ISO19794};
-    for (int32_t reader = 0; reader < 3; ++reader) {
-        const uint32_t format = kFormats[reader];
-        SCOPED_TRACE(format);
+    const struct {
+        uint32_t format;
+        ridgex_result status;
+        uint32_t pixels;
+    } kCases[] = {{RIDGEX_IMG_FMT_RAW, RIDGEX_E_MORE_DATA, 600 * 700},
+                  {RIDGEX_IMG_FMT_ANSI381, RIDGEX_E_MORE_DATA, 600 * 700},
+                  {RIDGEX_IMG_FMT_ISO19794, RIDGEX_E_MORE_DATA, 600 * 700},
+                  {RIDGEX_IMG_FMT_RAW, RIDGEX_SUCCESS, 300 * 400}};
+    for (int32_t reader = 0; reader < 4; ++reader) {
+        const auto& row = kCases[reader];
+        SCOPED_TRACE(reader);
         const ridgex_handle dev = Open(reader);
-        const uint32_t room = Probe(dev, format);
-        EXPECT_EQ(room, kPlaceholderBytes + HeaderOf(format));
-        capture_run capture(dev, room, Param(format));
+        const uint32_t room = Probe(dev, row.format);
+        EXPECT_EQ(room, kPlaceholderBytes + HeaderOf(row.format));
+        capture_run capture(dev, room, Param(row.format));
         ASSERT_TRUE(capture.Armed());
         Finger(reader);
         capture.Join();
-        EXPECT_EQ(capture.status, RIDGEX_E_MORE_DATA);
-        EXPECT_EQ(capture.size, 600u * 700u + HeaderOf(format));
-        EXPECT_EQ(capture.result.success, 0u);
-        EXPECT_EQ(std::count(capture.image.begin(), capture.image.end(), kCanary),
-                  static_cast<long>(capture.image.size()));
-        EXPECT_EQ(Probe(dev, format), 600u * 700u + HeaderOf(format));
+        EXPECT_EQ(capture.status, row.status);
+        EXPECT_EQ(capture.result.success, row.status == RIDGEX_SUCCESS ? 1u : 0u);
+        if (row.status == RIDGEX_SUCCESS) {
+            EXPECT_EQ(capture.size, room) << "bare pixels keep the room";
+            EXPECT_EQ(capture.result.info.width, 300u);
+        } else {
+            EXPECT_EQ(capture.size, row.pixels + HeaderOf(row.format));
+            EXPECT_EQ(std::count(capture.image.begin(), capture.image.end(), kCanary),
+                      static_cast<long>(capture.image.size()));
+        }
+        EXPECT_EQ(Probe(dev, row.format), row.pixels + HeaderOf(row.format));
         ridgex_close(dev);
     }
 }
