@@ -10,25 +10,19 @@
 namespace tavlo_sim {
 
 reader_library& library() {
-    // Never destroyed: the library that loaded this file may still call it
-    // from its own static destructors at exit.
-    static auto* instance = new reader_library;
-    return *instance;
+    static reader_library instance;
+    return instance;
+}
+
+reader_library::~reader_library() {
+    // At unload or exit no thread of the simulator outlives the file.
+    shut_down();
 }
 
 void reader_library::shut_down() {
     events_.stop();
     stops_.stop();
 }
-
-namespace {
-
-// At unload or exit no thread of the simulator outlives the file.
-__attribute__((destructor)) void stop_threads_at_unload() {
-    library().shut_down();
-}
-
-}  // namespace
 
 std::optional<int32_t> reader_library::enter(const std::string& operation) {
     ++calls_[operation];

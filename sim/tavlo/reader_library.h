@@ -1,7 +1,7 @@
 // The state of the simulated reader library behind its exports: the
 // configured readers, the acquisitions, the two delivery threads, the
 // forced failures and the log that tests read. One object for the life of
-// the loaded file (never destroyed); one lock guards it, and no callback runs under it.
+// the loaded file; one lock guards it, and no callback runs under it.
 #pragma once
 
 #include <condition_variable>
@@ -22,6 +22,8 @@ namespace tavlo_sim {
 
 class reader_library {
   public:
+    ~reader_library();
+
     int32_t init();
     int32_t term();
     int32_t enumerate(uint32_t* count, void** ids);

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -66,6 +67,9 @@ class TavloSim : public testing::Test {
         ASSERT_EQ(Op<decltype(&tavlo::Init)>("TavloInit")(), 0);
     }
     void TearDown() override {
+        if (module_ == nullptr) {
+            return;
+        }
         Op<decltype(&tavlo::Term)>("TavloTerm")();
         unsetenv("RIDGEX_TAVLO_SIM_CONFIG");
         dlclose(module_);
