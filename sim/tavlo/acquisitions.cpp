@@ -78,6 +78,12 @@ int32_t reader_library::start(uint32_t handle) {
         return kAccessDenied;
     }
     found->second.started = true;
+    reader_state& reader = readers_[found->second.reader];
+    if (reader.config.finger_every_ms != 0) {
+        reader.next_finger = std::chrono::steady_clock::now() +
+                             std::chrono::milliseconds(reader.config.finger_every_ms);
+        clock_changed_.notify_all();
+    }
     return kOk;
 }
 

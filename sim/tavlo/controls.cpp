@@ -36,6 +36,11 @@ int32_t reader_library::place_finger(int32_t reader) {
         !has_started_acquisition(reader)) {
         return -1;
     }
+    post_finger(reader);
+    return 0;
+}
+
+void reader_library::post_finger(int32_t reader) {
     const reader_config& config = readers_[reader].config;
     post(reader, event_report(config.id, 2, 4));
     if (config.quality != 0) {
@@ -44,7 +49,6 @@ int32_t reader_library::place_finger(int32_t reader) {
         post_image(reader);
     }
     post(reader, event_report(config.id, 2, 7));
-    return 0;
 }
 
 int32_t reader_library::send(int32_t reader, report message) {

@@ -65,6 +65,7 @@ constexpr sim::setting<reader_config> reader_keys[] = {
     {"quality", sim::store_number<&reader_config::quality>},
     {"seed", sim::store_number<&reader_config::seed>},
     {"held_exclusively", sim::store_flag<&reader_config::held_exclusively>},
+    {"finger_every_ms", sim::store_number<&reader_config::finger_every_ms>},
 };
 
 // Limits that keep a delivered image within what a test machine renders

@@ -49,6 +49,9 @@ struct reader_config {
     uint32_t seed = 1;
     // Another process holds the reader: every acquisition is refused.
     bool held_exclusively = false;
+    // A finger placed by the library itself this long after an acquisition
+    // starts, and again every such period while it runs; 0: only by a test.
+    uint32_t finger_every_ms = 0;
 
     uint32_t delivered_width() const {
         return image_width != 0 ? image_width : width != 0 ? width : 256;

@@ -20,8 +20,48 @@ reader_library::~reader_library() {
 }
 
 void reader_library::shut_down() {
+    {
+        std::lock_guard lock(mutex_);
+        clock_stopping_ = true;
+    }
+    clock_changed_.notify_all();
+    if (finger_clock_.joinable()) {
+        finger_clock_.join();
+    }
     events_.stop();
     stops_.stop();
+}
+
+void reader_library::run_finger_clock() {
+    using clock = std::chrono::steady_clock;
+    std::unique_lock lock(mutex_);
+    while (!clock_stopping_) {
+        clock::time_point due = clock::time_point::max();
+        for (const reader_state& reader : readers_) {
+            if (reader.next_finger != clock::time_point{} && reader.next_finger < due) {
+                due = reader.next_finger;
+            }
+        }
+        if (due == clock::time_point::max()) {
+            clock_changed_.wait(lock);
+        } else {
+            clock_changed_.wait_until(lock, due);
+        }
+        const clock::time_point now = clock::now();
+        for (size_t i = 0; i < readers_.size() && !clock_stopping_; ++i) {
+            reader_state& reader = readers_[i];
+            if (reader.next_finger == clock::time_point{} || reader.next_finger > now) {
+                continue;
+            }
+            const auto index = static_cast<int32_t>(i);
+            if (has_started_acquisition(index)) {
+                post_finger(index);
+                reader.next_finger = now + std::chrono::milliseconds(reader.config.finger_every_ms);
+            } else {
+                reader.next_finger = {};
+            }
+        }
+    }
 }
 
 std::optional<int32_t> reader_library::enter(const std::string& operation) {
@@ -87,6 +127,8 @@ int32_t reader_library::init() {
     running_ = true;
     events_.start();
     stops_.start();
+    clock_stopping_ = false;
+    finger_clock_ = std::thread([this] { run_finger_clock(); });
     return kOk;
 }
 

@@ -4,12 +4,14 @@
 // the loaded file; one lock guards it, and no callback runs under it.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "delivery_thread.h"
@@ -59,6 +61,8 @@ class reader_library {
   private:
     struct reader_state {
         reader_config config;
+        // When the library places the next finger by itself; none if zero.
+        std::chrono::steady_clock::time_point next_finger{};
         bool stream_mode = false;
         uint32_t f003 = 0;
     };
@@ -81,6 +85,11 @@ class reader_library {
     // Also refuses it while the library is stopped or a pointer is missing.
     std::optional<int32_t> admit(const std::string& operation, bool pointers_given);
     int32_t reader_index(const uint8_t* id) const;
+    // Queues a finger's reports; `mutex_` is held.
+    void post_finger(int32_t reader);
+    // Places the fingers of readers configured with finger_every_ms, until
+    // shut_down.
+    void run_finger_clock();
     bool has_started_acquisition(int32_t reader) const;
     // Queues a report for the started acquisitions of `reader` (one of any
     // reader for -1) on the event thread.
@@ -110,6 +119,9 @@ class reader_library {
     // never wait behind a callback that is stuck at the caller's lock.
     delivery_thread events_;
     delivery_thread stops_;
+    std::thread finger_clock_;
+    std::condition_variable clock_changed_;
+    bool clock_stopping_ = false;
 };
 
 reader_library& library();
