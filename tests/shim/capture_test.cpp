@@ -301,7 +301,8 @@ TEST_F(shim_capture, AStopWaitsForItsReportOnlyWhenItIsPending) {
     const struct {
         int32_t code;
         int waits;
-    } kCases[] = {{static_cast<int32_t>(0x800703E5u), 1}, {static_cast<int32_t>(0x80004005u), 0}};
+    } kCases[] = {
+        {0, 1}, {static_cast<int32_t>(0x800703E5u), 1}, {static_cast<int32_t>(0x80004005u), 0}};
     for (const auto& row : kCases) {
         const ridgex_handle dev = Open(0);
         Control<tavlo_sim_fail_fn>("tavlo_sim_fail")("TavloStopAcquisition", row.code, 1);
