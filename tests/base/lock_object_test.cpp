@@ -22,4 +22,19 @@ TEST(LockObject, RecursiveAndExclusive) {
     EXPECT_EQ(counter, 40000);
 }
 
+// A bounded wait gives up while another thread holds the lock, and enters
+// at once where the caller holds it already or nobody does.
+TEST(LockObject, LockForGivesUpOnlyWhileAnotherHolds) {
+    lock_object_t lock;
+    ASSERT_TRUE(lock.LockFor(10));
+    EXPECT_TRUE(lock.LockFor(10));
+    std::thread([&] { EXPECT_FALSE(lock.LockFor(10)); }).join();
+    lock.Unlock();
+    lock.Unlock();
+    std::thread([&] {
+        EXPECT_TRUE(lock.LockFor(10));
+        lock.Unlock();
+    }).join();
+}
+
 }  // namespace
