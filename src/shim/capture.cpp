@@ -111,6 +111,11 @@ void ClearResult(ridgex_capture_result* result) {
     result->info = ridgex_image_info{sizeof(ridgex_image_info), 0, 0, 0, 0};
 }
 
+// The reader whose capture runs on this thread, from arming to the end of
+// its wait: a cancel that a signal handler makes on this very thread must
+// not wait for a capture that cannot go on until the handler returns.
+thread_local ReaderDescriptor* capturing_here = nullptr;
+
 }  // namespace
 
 struct CFpapiShim::capture_call {
@@ -205,7 +210,9 @@ ridgex_result CFpapiShim::Capture(ridgex_handle dev, ridgex_capture_param* captu
     capture_call call{scope, dev, capture_parm, timeout, capture_result, image_size, image_data};
     ridgex_result status = ArmCapture(call);
     if (status == RIDGEX_SUCCESS) {
+        capturing_here = call.reader;
         status = AwaitCaptureEnd(call);
+        capturing_here = nullptr;
         EndCapture(call);
     }
     if (status != RIDGEX_SUCCESS && status != RIDGEX_E_MORE_DATA) {
@@ -442,6 +449,14 @@ void CFpapiShim::EndCapture(capture_call& call) {
 
 ridgex_result CFpapiShim::Cancel(ridgex_handle dev) {
     CTraceScope scope("CFpapiShim::Cancel", 0);
+    // From a signal handler on the capturing thread: the capture is only
+    // told, without the lock (which the interrupted code may hold) and
+    // without a wait; it ends at its next wait.
+    if (capturing_here != nullptr && capturing_here->handle == reinterpret_cast<uint64_t>(dev)) {
+        scope.Message("on the capturing thread, not waiting");
+        capturing_here->cancel_signal.Set();
+        return RIDGEX_SUCCESS;
+    }
     scoped_lock_t hold(lock_);
     DrainIdleReaders();
     if (dev == nullptr) {

@@ -3,6 +3,7 @@
 // measured yet, where reports go, and captures that meet a cancel, a close
 // or a disconnect.
 #include <poll.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <functional>
@@ -338,6 +339,31 @@ TEST_F(shim_capture, AnEventWithoutMemoryIsDroppedButWakesTheCapture) {
     capture.Join();
     EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED) << "the refusal was dropped";
     ridgex_close(dev);
+}
+
+// A cancel from a signal handler on the capturing thread is told to the
+// capture without waiting for it, which could not end before the handler.
+std::atomic<ridgex_handle> signalled{nullptr};
+std::atomic<ridgex_result> cancel_in_handler{0xFFFFFFFFu};
+
+TEST_F(shim_capture, ACancelFromASignalHandlerOnTheCapturingThread) {
+    ASSERT_EQ(Start(Reader()), RIDGEX_SUCCESS);
+    signalled = Open(0);
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = [](int) { cancel_in_handler = ridgex_cancel(signalled); };
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGUSR1, &action, &previous);
+    {
+        capture_run capture(signalled, kImageBytes);
+        ASSERT_TRUE(capture.Armed());
+        pthread_kill(capture.thread.native_handle(), SIGUSR1);
+        capture.Join();
+        EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED);
+    }
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_EQ(cancel_in_handler, RIDGEX_SUCCESS);
+    ridgex_close(signalled);
 }
 
 // Close in the backend while a capture waits on another thread: the capture
