@@ -15,11 +15,11 @@ class leds_parameters : public shim_fixture {
         leds_ = OpenInShim(0);
         plain_ = OpenInShim(1);
         shared_ = OpenInShim(2, RIDGEX_PRIORITY_SHARED);
-        ClearLog();
     }
     ridgex_handle leds_ = nullptr;
     ridgex_handle plain_ = nullptr;
     ridgex_handle shared_ = nullptr;
+    const ridgex_handle unknown_ = reinterpret_cast<ridgex_handle>(1);
 };
 
 TEST_F(leds_parameters, LedRequests) {
@@ -30,59 +30,59 @@ TEST_F(leds_parameters, LedRequests) {
             {true, leds_, 2, RIDGEX_SUCCESS, {}},
             {true, plain_, 1, RIDGEX_SUCCESS, {}},
             // The whole id goes out, not only the bits of the mask.
-            {true, leds_, 3, RIDGEX_SUCCESS, {"set 80000105:8:3"}},
-            {false, leds_, 6, RIDGEX_SUCCESS, {"set 80000104:8:6"}},
-            {false, reinterpret_cast<ridgex_handle>(1), 1, RIDGEX_E_INVALID_DEVICE, {}},
+            {true, leds_, 3, RIDGEX_SUCCESS, {"set 80000105:8:3,9"}},
+            {false, leds_, 6, RIDGEX_SUCCESS, {"set 80000104:8:6,9"}},
+            {false, unknown_, 1, RIDGEX_E_INVALID_DEVICE, {}},
         };
     for (const auto& [config, dev, led_id, status, sent] : rows) {
-        ClearLog();
+        SIM(tavlo_sim_clear_log)();
         EXPECT_EQ(
             config ? Shim().LedConfig(dev, led_id, 9, nullptr) : Shim().LedCtrl(dev, led_id, 9),
             status);
         EXPECT_EQ(Sent(), sent) << led_id;
-        if (!sent.empty()) {
-            EXPECT_EQ(ParameterCalls()[0].value[4], 9) << "mode or command as the second word";
-        }
     }
 }
 
-TEST_F(leds_parameters, Rotation) {
-    uint8_t byte = 0x80;
-    EXPECT_EQ(Shim().SetParameter(leds_, RIDGEX_PARMID_ROTATE, 1, &byte), RIDGEX_SUCCESS);
-    EXPECT_EQ(Shim().GetParameter(leds_, RIDGEX_PARMID_ROTATE, 1, &byte), RIDGEX_SUCCESS);
-    EXPECT_EQ(byte, 1);
-    EXPECT_EQ(Shim().GetParameter(shared_, RIDGEX_PARMID_ROTATE, 1, &byte), RIDGEX_SUCCESS);
-    EXPECT_EQ(byte, 0) << "each handle has its own";
-    EXPECT_EQ(Shim().SetParameter(leds_, RIDGEX_PARMID_ROTATE, 0, &byte),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_EQ(Shim().GetParameter(leds_, RIDGEX_PARMID_ROTATE, 0, &byte),
-              RIDGEX_E_INVALID_PARAMETER);
-    EXPECT_TRUE(Sent().empty()) << "the reader library is never told";
-}
-
+// Rotation stays in the backend, one per handle; other parameters reach the
+// reader library only where the model has them.
 TEST_F(leds_parameters, ParametersReachTheReaderLibraryAsTheModelAllows) {
-    uint32_t value = 5;
-    auto* bytes = reinterpret_cast<uint8_t*>(&value);
-    EXPECT_EQ(Shim().SetParameter(plain_, RIDGEX_PARMID_LOWER_107, 4, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(Shim().GetParameter(plain_, RIDGEX_PARMID_LOWER_107, 4, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(Shim().GetParameter(plain_, 0x1234, 4, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(value, 5u) << "nothing written";
-    EXPECT_TRUE(Sent().empty());
-
-    EXPECT_EQ(Shim().SetParameter(leds_, RIDGEX_PARMID_LOWER_107, 4, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(Shim().SetParameter(plain_, 0x1234, 3, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(Shim().GetParameter(leds_, RIDGEX_PARMID_LOWER_107, 4, bytes), RIDGEX_SUCCESS);
-    EXPECT_EQ(Sent(),
-              (std::vector<std::string>{"set 80000107:4:5", "set 1234:3:5", "get 80000107:4:5"}));
-
-    const auto refusal = static_cast<int32_t>(0x80070057u);
-    Control<tavlo_sim_fail_fn>("tavlo_sim_fail")("TavloSetDeviceParameter", refusal, 1);
-    EXPECT_EQ(Shim().SetParameter(plain_, 0x1234, 4, bytes), static_cast<uint32_t>(refusal));
-    Control<tavlo_sim_fail_fn>("tavlo_sim_fail")("TavloGetDeviceParameter", refusal, 1);
-    EXPECT_EQ(Shim().GetParameter(leds_, RIDGEX_PARMID_LOWER_107, 4, bytes),
-              static_cast<uint32_t>(refusal));
-    EXPECT_EQ(Shim().SetParameter(reinterpret_cast<ridgex_handle>(1), 0x1234, 4, bytes),
-              RIDGEX_E_INVALID_DEVICE);
+    constexpr uint32_t kSame = 0xFFFFFFFF;  // the value is left as it was
+    constexpr uint32_t kRotate = RIDGEX_PARMID_ROTATE;
+    constexpr uint32_t k107 = RIDGEX_PARMID_LOWER_107;
+    constexpr ridgex_result kRefusal = 0x80070057;  // which the reader library refuses
+    const std::tuple<bool, ridgex_handle, uint32_t, uint32_t, ridgex_result, uint32_t, std::string>
+        rows[] = {
+            {true, leds_, kRotate, 1, RIDGEX_SUCCESS, kSame, ""},
+            {false, leds_, kRotate, 1, RIDGEX_SUCCESS, 1, ""},
+            {false, shared_, kRotate, 1, RIDGEX_SUCCESS, 0, ""},
+            {true, leds_, kRotate, 0, RIDGEX_E_INVALID_PARAMETER, kSame, ""},
+            {false, leds_, kRotate, 0, RIDGEX_E_INVALID_PARAMETER, kSame, ""},
+            {true, plain_, k107, 4, RIDGEX_SUCCESS, kSame, ""},
+            {false, plain_, k107, 4, RIDGEX_SUCCESS, kSame, ""},
+            {false, plain_, 0x1234, 4, RIDGEX_SUCCESS, kSame, ""},
+            {true, leds_, k107, 4, RIDGEX_SUCCESS, kSame, "set 80000107:4:80"},
+            {true, plain_, 0x1234, 3, RIDGEX_SUCCESS, kSame, "set 1234:3:80"},
+            {false, leds_, k107, 4, RIDGEX_SUCCESS, kSame, "get 80000107:4:80"},
+            {true, plain_, 0x1234, 4, kRefusal, kSame, "set 1234:4:80"},
+            {false, leds_, k107, 4, kRefusal, kSame, "get 80000107:4:0"},
+            {true, unknown_, 0x1234, 4, RIDGEX_E_INVALID_DEVICE, kSame, ""},
+        };
+    for (const auto& [set, dev, id, size, status, after, sent] : rows) {
+        SCOPED_TRACE(testing::Message() << set << " " << std::hex << id);
+        SIM(tavlo_sim_clear_log)();
+        if (status == kRefusal) {
+            SIM(tavlo_sim_fail)
+            (set ? "TavloSetDeviceParameter" : "TavloGetDeviceParameter",
+             static_cast<int32_t>(kRefusal), 1);
+        }
+        uint32_t value = 0x80;
+        auto* bytes = reinterpret_cast<uint8_t*>(&value);
+        EXPECT_EQ(set ? Shim().SetParameter(dev, id, size, bytes)
+                      : Shim().GetParameter(dev, id, size, bytes),
+                  status);
+        EXPECT_EQ(value, after == kSame ? 0x80 : after);
+        EXPECT_EQ(Sent(), sent.empty() ? std::vector<std::string>{} : std::vector{sent});
+    }
 }
 
 using reader_guid = shim_fixture;
