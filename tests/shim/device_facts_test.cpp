@@ -27,7 +27,7 @@ TEST_F(device_facts, CountsAndTheTwoCallRule) {
               std::tuple(2u, sizeof(ridgex_device_info), 0u));
     EXPECT_EQ(Shim().QueryDevices(&count, nullptr), RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(Shim().QueryDevices(nullptr, infos), RIDGEX_E_INVALID_PARAMETER);
-    infos[0].size = sizeof(ridgex_device_info) - 1;
+    infos[0].size--;
     count = 1;
     EXPECT_EQ(Shim().QueryDevices(&count, infos), RIDGEX_E_INVALID_PARAMETER);
     EXPECT_EQ(count, 1u) << "a failed walk leaves the count as it was";
