@@ -215,109 +215,86 @@ TEST_F(shim_capture, WhatEndsACaptureAndWhatDoesNot) {
     EXPECT_EQ(cancel_in_handler, RIDGEX_SUCCESS);
 }
 
-TEST_F(shim_capture, ImageBytesInEveryFormat) {
-    // The second reader's model delivers its image turned.
-    ASSERT_EQ(Start(Reader("width = 40\nheight = 30") +
-                    Reader("vid = 0x05BA\npid = 0x0008\nwidth = 40\nheight = 30")),
-              RIDGEX_SUCCESS);
-    const std::vector<uint8_t> record = ImageRecord(40, 30, 500);
-    const std::tuple<int32_t, uint32_t, bool> kCases[] = {{0, RIDGEX_IMG_FMT_RAW, false},
-                                                          {1, RIDGEX_IMG_FMT_RAW, true},
-                                                          {0, RIDGEX_IMG_FMT_ISO19794, false},
-                                                          {1, RIDGEX_IMG_FMT_ANSI381, true}};
-    for (const auto& [reader, format, turned] : kCases) {
-        SCOPED_TRACE(testing::Message() << reader << " " << format);
-        const ridgex_handle dev = Open(reader);
-        const uint32_t header = HeaderOf(format);
-        capture_run capture(dev, 1200 + header + 10, Param(format));
-        ASSERT_TRUE(capture.Armed());
-        ReportImage(reader, record);
-        capture.Join();
-        ASSERT_EQ(capture.status, RIDGEX_SUCCESS);
-        EXPECT_EQ(capture.result.success, 1u);
-        // Bare pixels keep the caller's room; a record tells its length.
-        EXPECT_EQ(capture.size, 1200 + header + (format == RIDGEX_IMG_FMT_RAW ? 10 : 0));
-        for (uint32_t i = 0; i < 1200; ++i) {
-            ASSERT_EQ(capture.image[header + i], record[0x50 + (turned ? 1199 - i : i)]) << i;
-        }
-        EXPECT_EQ(capture.image[1200 + header], kCanary);
-        ridgex_close(dev);
-    }
-}
-
-// A reader not yet measured is probed with the placeholder 555 x 555, and
-// its true image can exceed that room: it is then never written, and the
+// Image bytes in every format; reader 1's model delivers its image turned.
+// Readers 2 to 5 are not yet measured: probed with the placeholder 555 x 555,
+// their true image can exceed that room, and is then never written, and the
 // status asks for the true size, as every later probe does.
-TEST_F(shim_capture, TheFirstImageOfAReaderNotYetMeasured) {
+TEST_F(shim_capture, ImageBytesAndSizes) {
     const auto unmeasured = [](const char* size) {
         return Reader(std::string("width = 0\nheight = 0\n") + size);
     };
     const std::string large = unmeasured("image_width = 600\nimage_height = 700");
-    ASSERT_EQ(Start(large + large + large + unmeasured("image_width = 300\nimage_height = 400")),
+    ASSERT_EQ(Start(Reader("width = 40\nheight = 30") +
+                    Reader("vid = 0x05BA\npid = 0x0008\nwidth = 40\nheight = 30") + large + large +
+                    large + unmeasured("image_width = 300\nimage_height = 400")),
               RIDGEX_SUCCESS);
-    const std::tuple<uint32_t, ridgex_result, uint32_t> kCases[] = {
-        {RIDGEX_IMG_FMT_RAW, RIDGEX_E_MORE_DATA, 600 * 700},
-        {RIDGEX_IMG_FMT_ANSI381, RIDGEX_E_MORE_DATA, 600 * 700},
-        {RIDGEX_IMG_FMT_ISO19794, RIDGEX_E_MORE_DATA, 600 * 700},
-        {RIDGEX_IMG_FMT_RAW, RIDGEX_SUCCESS, 300 * 400}};
-    for (int32_t reader = 0; reader < 4; ++reader) {
-        const auto& [format, status, pixels] = kCases[reader];
-        SCOPED_TRACE(reader);
+    const std::vector<uint8_t> record = ImageRecord(40, 30, 500);
+    const std::tuple<int32_t, uint32_t, ridgex_result, uint32_t> kCases[] = {
+        {0, RIDGEX_IMG_FMT_RAW, RIDGEX_SUCCESS, 1200},
+        {1, RIDGEX_IMG_FMT_RAW, RIDGEX_SUCCESS, 1200},
+        {0, RIDGEX_IMG_FMT_ISO19794, RIDGEX_SUCCESS, 1200},
+        {1, RIDGEX_IMG_FMT_ANSI381, RIDGEX_SUCCESS, 1200},
+        {2, RIDGEX_IMG_FMT_RAW, RIDGEX_E_MORE_DATA, 600 * 700},
+        {3, RIDGEX_IMG_FMT_ANSI381, RIDGEX_E_MORE_DATA, 600 * 700},
+        {4, RIDGEX_IMG_FMT_ISO19794, RIDGEX_E_MORE_DATA, 600 * 700},
+        {5, RIDGEX_IMG_FMT_RAW, RIDGEX_SUCCESS, 300 * 400}};
+    for (const auto& [reader, format, status, pixels] : kCases) {
+        SCOPED_TRACE(testing::Message() << reader << " " << format);
         const ridgex_handle dev = Open(reader);
-        const uint32_t room = Probe(dev, format);
-        EXPECT_EQ(room, 555 * 555 + HeaderOf(format));
+        const uint32_t header = HeaderOf(format);
+        const bool measured = reader < 2;
+        const uint32_t room = measured ? pixels + header + 10 : 555 * 555 + header;
+        EXPECT_EQ(Probe(dev, format), measured ? pixels + header : room);
         capture_run capture(dev, room, Param(format));
         ASSERT_TRUE(capture.Armed());
-        Finger(reader);
+        measured ? ReportImage(reader, record) : Finger(reader);
         capture.Join();
         EXPECT_EQ(capture.status, status);
         EXPECT_EQ(capture.result.success, status == RIDGEX_SUCCESS ? 1u : 0u);
-        if (status == RIDGEX_SUCCESS) {
-            EXPECT_EQ(capture.size, room) << "bare pixels keep the room";
-            EXPECT_EQ(capture.result.info.width, 300u);
-        } else {
-            EXPECT_EQ(capture.size, pixels + HeaderOf(format));
-            EXPECT_EQ(std::count(capture.image.begin(), capture.image.end(), kCanary),
-                      static_cast<long>(capture.image.size()));
+        // Bare pixels keep the caller's room; a record, or a refusal, tells the length.
+        const bool bare = format == RIDGEX_IMG_FMT_RAW && status == RIDGEX_SUCCESS;
+        EXPECT_EQ(capture.size, bare ? room : pixels + header);
+        for (uint32_t i = 0; measured && i < pixels; ++i) {
+            ASSERT_EQ(capture.image[header + i], record[0x50 + (reader == 1 ? 1199 - i : i)]) << i;
         }
-        EXPECT_EQ(Probe(dev, format), pixels + HeaderOf(format));
+        const long written = status == RIDGEX_SUCCESS ? pixels + header : 0;
+        EXPECT_EQ(std::count(capture.image.begin() + written, capture.image.end(), kCanary),
+                  static_cast<long>(capture.image.size()) - written);
+        EXPECT_EQ(Probe(dev, format), pixels + header);
         ridgex_close(dev);
     }
 }
 
 TEST_F(shim_capture, TheAllZeroIdReachesEveryReaderAndTheTenthEventIsLost) {
     ASSERT_EQ(Start(Reader() + Reader()), RIDGEX_SUCCESS);
-    const ridgex_handle first = Open(0);
-    const ridgex_handle second = Open(1);
+    const ridgex_handle devs[] = {Open(0), Open(1)};
     {
-        capture_run one(first);
-        capture_run two(second);
-        ASSERT_TRUE(one.Armed());
-        ASSERT_TRUE(two.Armed());
+        capture_run one(devs[0]);
+        capture_run two(devs[1]);
+        ASSERT_TRUE(one.Armed() && two.Armed());
         Quality(-1, 22);
         one.Join();
         two.Join();
-        EXPECT_EQ(one.result.quality, RIDGEX_QUALITY_REJECTED);
-        EXPECT_EQ(two.result.quality, RIDGEX_QUALITY_REJECTED);
+        EXPECT_EQ(std::tuple(one.result.quality, two.result.quality),
+                  std::tuple(RIDGEX_QUALITY_REJECTED, RIDGEX_QUALITY_REJECTED));
     }
     // An idle reader's queue holds nine events until the next call of the
     // backend, for whichever reader, drains it: a disconnect as the tenth is
     // lost, as the ninth it closes the reader.
-    const std::tuple<ridgex_handle, ridgex_handle, int32_t, int, uint32_t> kCases[] = {
-        {second, first, 1, 9, 2}, {first, second, 0, 8, 1}};
-    for (const auto& [dev, other, reader, reports_before, live] : kCases) {
+    for (const auto& [reader, reports_before, live] :
+         {std::tuple(1, 9, 2u), std::tuple(0, 8, 1u)}) {
         for (int i = 0; i < reports_before; ++i) {
             Report(reader, 2, 4);
         }
         Disconnect(reader);
         ridgex_device_status status{};
-        ridgex_get_device_status(other, &status);
+        ridgex_get_device_status(devs[1 - reader], &status);
         EXPECT_EQ(SIM(tavlo_sim_live_acquisitions)(), live) << reports_before;
-        EXPECT_EQ(ridgex_get_device_status(dev, &status),
+        EXPECT_EQ(ridgex_get_device_status(devs[reader], &status),
                   live == 2 ? RIDGEX_SUCCESS : RIDGEX_E_INVALID_DEVICE);
     }
-    ridgex_close(first);
-    ridgex_close(second);
+    ridgex_close(devs[0]);
+    ridgex_close(devs[1]);
 }
 
 TEST_F(shim_capture, AStopWaitsForItsReportOnlyWhenItIsPending) {
