@@ -6,7 +6,9 @@ cd "$(dirname "$0")/.."
 cmake -B build -S . >/dev/null
 cmake --build build -j"$(nproc)" --target ridgex_demo
 # The simulated backends and libraries lie beside libridgex.so, which finds
-# them through its own folder. Nothing of the machine's is touched.
-export SYSTEMD_UNIT_PATH="${PWD}/build/no-units"
+# them through its own folder. The demo's folder holds the reader service's
+# unit, so the built-in backend serves the simulated reader library's
+# readers. Nothing of the machine's is touched.
+export SYSTEMD_UNIT_PATH="${PWD}/tools/demo/units"
 export RIDGEX_REGISTRY="${PWD}/build/no-registry.reg"
 exec build/bin/ridgex_demo "$@"

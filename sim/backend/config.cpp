@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string_view>
 
+#include "config_text.h"
 #include "config_values.h"
 
 namespace sim {
@@ -34,43 +33,6 @@ reader_config reader_template(const std::string& slot, size_t index) {
     reader.serial = "SIM-" + (slot.empty() ? "" : upper(slot) + "-") + number;
     reader.seed = static_cast<uint32_t>(index + 1);
     return reader;
-}
-
-using reader_setter = bool (*)(reader_config&, const std::string&);
-
-template <auto field>
-bool set_text(reader_config& reader, const std::string& value) {
-    reader.*field = value;
-    return true;
-}
-
-template <auto field>
-bool set_u32(reader_config& reader, const std::string& value) {
-    return parse_number(value, UINT32_MAX, reader.*field);
-}
-
-template <auto field>
-bool set_u16(reader_config& reader, const std::string& value) {
-    uint32_t number;
-    if (!parse_number(value, UINT16_MAX, number)) {
-        return false;
-    }
-    reader.*field = static_cast<uint16_t>(number);
-    return true;
-}
-
-template <auto field>
-bool set_bool(reader_config& reader, const std::string& value) {
-    return parse_bool(value, reader.*field);
-}
-
-bool set_version_words(reader_config& reader, const std::string& value) {
-    std::vector<uint32_t> words;
-    if (!parse_number_list(value, words) || words.size() != reader.version_words.size()) {
-        return false;
-    }
-    std::copy(words.begin(), words.end(), reader.version_words.begin());
-    return true;
 }
 
 bool set_sensor_code(reader_config& reader, const std::string& value) {
@@ -124,58 +86,43 @@ bool set_fail_status(reader_config& reader, const std::string& value) {
     return parse_status(value, reader.fail_status);
 }
 
-constexpr std::pair<std::string_view, reader_setter> reader_keys[] = {
-    {"name", set_text<&reader_config::name>},
-    {"vendor", set_text<&reader_config::vendor>},
-    {"product", set_text<&reader_config::product>},
-    {"serial", set_text<&reader_config::serial>},
-    {"vid", set_u16<&reader_config::vid>},
-    {"pid", set_u16<&reader_config::pid>},
-    {"revision", set_u16<&reader_config::revision>},
-    {"version_words", set_version_words},
-    {"class_code", set_u32<&reader_config::class_code>},
-    {"type_code", set_u32<&reader_config::type_code>},
+constexpr setting<reader_config> reader_keys[] = {
+    {"name", store_text<&reader_config::name>},
+    {"vendor", store_text<&reader_config::vendor>},
+    {"product", store_text<&reader_config::product>},
+    {"serial", store_text<&reader_config::serial>},
+    {"vid", store_number<&reader_config::vid>},
+    {"pid", store_number<&reader_config::pid>},
+    {"revision", store_number<&reader_config::revision>},
+    {"version_words", store_number_array<&reader_config::version_words>},
+    {"class_code", store_number<&reader_config::class_code>},
+    {"type_code", store_number<&reader_config::type_code>},
     {"sensor_code", set_sensor_code},
-    {"width", set_u32<&reader_config::width>},
-    {"height", set_u32<&reader_config::height>},
+    {"width", store_number<&reader_config::width>},
+    {"height", store_number<&reader_config::height>},
     {"resolutions", set_resolutions},
-    {"cap_word_1", set_u32<&reader_config::cap_word_1>},
-    {"can_stream", set_u32<&reader_config::can_stream>},
-    {"cap_word_3", set_u32<&reader_config::cap_word_3>},
-    {"cap_word_4", set_u32<&reader_config::cap_word_4>},
-    {"cap_word_5", set_u32<&reader_config::cap_word_5>},
-    {"cap_word_6", set_u32<&reader_config::cap_word_6>},
-    {"led_mask", set_u32<&reader_config::led_mask>},
-    {"cap_word_8", set_u32<&reader_config::cap_word_8>},
-    {"cap_word_9", set_u32<&reader_config::cap_word_9>},
-    {"can_proc_mode1", set_u32<&reader_config::can_proc_mode1>},
-    {"status_data", set_u32<&reader_config::status_data>},
-    {"exclusive", set_bool<&reader_config::exclusive>},
+    {"cap_word_1", store_number<&reader_config::cap_word_1>},
+    {"can_stream", store_number<&reader_config::can_stream>},
+    {"cap_word_3", store_number<&reader_config::cap_word_3>},
+    {"cap_word_4", store_number<&reader_config::cap_word_4>},
+    {"cap_word_5", store_number<&reader_config::cap_word_5>},
+    {"cap_word_6", store_number<&reader_config::cap_word_6>},
+    {"led_mask", store_number<&reader_config::led_mask>},
+    {"cap_word_8", store_number<&reader_config::cap_word_8>},
+    {"cap_word_9", store_number<&reader_config::cap_word_9>},
+    {"can_proc_mode1", store_number<&reader_config::can_proc_mode1>},
+    {"status_data", store_number<&reader_config::status_data>},
+    {"exclusive", store_flag<&reader_config::exclusive>},
     {"finger", set_finger},
-    {"finger_delay_ms", set_u32<&reader_config::finger_delay_ms>},
+    {"finger_delay_ms", store_number<&reader_config::finger_delay_ms>},
     {"outcome", set_outcome},
     {"reject_quality", set_reject_quality},
     {"fail_status", set_fail_status},
-    {"score", set_u32<&reader_config::score>},
-    {"seed", set_u32<&reader_config::seed>},
-    {"pad_images", set_bool<&reader_config::pad_images>},
-    {"spoof", set_bool<&reader_config::spoof>},
+    {"score", store_number<&reader_config::score>},
+    {"seed", store_number<&reader_config::seed>},
+    {"pad_images", store_flag<&reader_config::pad_images>},
+    {"spoof", store_flag<&reader_config::spoof>},
 };
-
-bool apply_reader_key(reader_config& reader, const std::string& key, const std::string& value,
-                      std::string& error) {
-    for (const auto& [name, setter] : reader_keys) {
-        if (key == name) {
-            if (!setter(reader, value)) {
-                error = "bad value '" + value + "' for " + key;
-                return false;
-            }
-            return true;
-        }
-    }
-    error = "unknown reader key '" + key + "'";
-    return false;
-}
 
 bool apply_global_key(backend_config& config, const std::string& key, const std::string& value,
                       std::string& error) {
@@ -248,44 +195,35 @@ bool parse_config(const std::string& text, const std::string& slot, backend_conf
                   std::string& error) {
     backend_config parsed = default_config(slot);
     bool own_readers = false;
-    std::istringstream lines(text);
-    std::string line;
-    for (int number = 1; std::getline(lines, line); ++number) {
-        line = trim(line);
+    const auto on_section = [&](const std::string& line) -> std::string {
+        if (line != "[reader]") {
+            return "unknown section " + line;
+        }
+        if (!own_readers) {
+            parsed.readers.clear();
+            own_readers = true;
+        }
+        if (parsed.readers.size() == max_readers) {
+            return "more than " + std::to_string(max_readers) + " readers";
+        }
+        parsed.readers.push_back(reader_template(slot, parsed.readers.size()));
+        return {};
+    };
+    const auto on_setting = [&](const std::string& key, const std::string& value) {
         std::string problem;
-        if (line.empty() || line[0] == '#' || line[0] == ';') {
-            continue;
-        }
-        if (line == "[reader]") {
-            if (!own_readers) {
-                parsed.readers.clear();
-                own_readers = true;
-            }
-            if (parsed.readers.size() == max_readers) {
-                problem = "more than " + std::to_string(max_readers) + " readers";
-            } else {
-                parsed.readers.push_back(reader_template(slot, parsed.readers.size()));
-            }
-        } else if (line[0] == '[') {
-            problem = "unknown section " + line;
-        } else if (const size_t equals = line.find('='); equals == std::string::npos) {
-            problem = "expected key = value";
+        if (!own_readers) {
+            apply_global_key(parsed, key, value, problem);
         } else {
-            const std::string key = trim(line.substr(0, equals));
-            const std::string value = trim(line.substr(equals + 1));
-            if (own_readers) {
-                apply_reader_key(parsed.readers.back(), key, value, problem);
-            } else {
-                apply_global_key(parsed, key, value, problem);
+            problem = apply_setting(reader_keys, "reader", parsed.readers.back(), key, value);
+            if (problem.empty()) {
+                problem = check_reader(parsed.readers.back());
             }
         }
-        if (problem.empty() && own_readers && line[0] != '[') {
-            problem = check_reader(parsed.readers.back());
-        }
-        if (!problem.empty()) {
-            error = "line " + std::to_string(number) + ": " + problem;
-            return false;
-        }
+        return problem;
+    };
+    error = walk_config(text, on_section, on_setting);
+    if (!error.empty()) {
+        return false;
     }
     config = std::move(parsed);
     return true;
@@ -303,14 +241,11 @@ bool load_config(const std::string& slot, backend_config& config, std::string& e
         config = default_config(slot);
         return true;
     }
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    if (!file) {
-        error = std::string(path) + ": cannot read";
+    std::string text;
+    if (!read_config_file(path, text, error)) {
         return false;
     }
-    if (!parse_config(text.str(), slot, config, error)) {
+    if (!parse_config(text, slot, config, error)) {
         error = std::string(path) + ": " + error;
         return false;
     }

@@ -2,6 +2,8 @@
 // the length of a block.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/mutex.h"
 
 // The holder may enter again; every Lock needs its Unlock. The mutex lives
@@ -25,6 +27,11 @@ class lock_object_t {
         if (section != nullptr) {
             platform::lock_mutex(section);
         }
+    }
+    // Lock, giving up after `ms` milliseconds; true if it locked (also when
+    // there is no mutex, as Lock then does nothing either).
+    bool LockFor(uint32_t ms) {
+        return section == nullptr || platform::lock_mutex_for(section, ms);
     }
     void Unlock() {
         if (section != nullptr) {

@@ -2,6 +2,8 @@
 // enter again, and each lock needs its unlock.
 #pragma once
 
+#include <cstdint>
+
 namespace platform {
 
 struct recursive_mutex;
@@ -11,6 +13,8 @@ struct recursive_mutex;
 recursive_mutex* create_recursive_mutex();
 void destroy_recursive_mutex(recursive_mutex* mutex);
 void lock_mutex(recursive_mutex* mutex);
+// Like lock_mutex, but gives up after `ms` milliseconds; true if it locked.
+bool lock_mutex_for(recursive_mutex* mutex, uint32_t ms);
 void unlock_mutex(recursive_mutex* mutex);
 
 }  // namespace platform

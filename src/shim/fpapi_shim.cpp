@@ -3,6 +3,7 @@
 #include "base/library_version.h"
 #include "platform/clock.h"
 #include "platform/service.h"
+#include "shim/shim_failure.h"
 #include "shim/tavlo_api.h"
 
 using SlvTraceNS::CTraceScope;
@@ -11,7 +12,13 @@ using SlvTraceNS::CTraceScope;
 // other reader handles.
 CFpapiShim::CFpapiShim() : next_handle_(platform::tick_count()) {}
 
-CFpapiShim::~CFpapiShim() = default;
+// The library is being unloaded: what is left open goes without a stop of
+// its acquisition and without putting the reader back.
+CFpapiShim::~CFpapiShim() {
+    for (uint64_t i = 0; i < readers_.count; ++i) {
+        delete readers_.items[i];
+    }
+}
 
 CFpapiShim& CFpapiShim::Instance() {
     return instance_;
@@ -38,10 +45,7 @@ ridgex_result CFpapiShim::Version(ridgex_version_info* ver) {
 ridgex_result CFpapiShim::Init() {
     CTraceScope scope("CFpapiShim::Init", 0);
     const auto status = static_cast<ridgex_result>(tavlo::Init());
-    if (status != RIDGEX_SUCCESS) {
-        scope.Result("", status | 0x80000000u);
-    }
-    return status;
+    return status == RIDGEX_SUCCESS ? status : ShimFailure(scope, status);
 }
 
 ridgex_result CFpapiShim::Exit() {

@@ -15,6 +15,23 @@ struct TavloParameter {
 using TavloCallback = uint32_t (*)(void* context, const void* header, uint32_t param_count,
                                    const void* params);
 
+// Parameters that the shim sends to, or reads from, a reader.
+constexpr uint32_t TAVLO_PARAM_STREAM_MODE = 0x80000101;       // 1 byte: 1 on, 0 off
+constexpr uint32_t TAVLO_PARAM_STREAM_TRIGGER = 0x80000102;    // 1 byte: 1
+constexpr uint32_t TAVLO_PARAM_IMAGE_PROCESSING = 0x80000103;  // 4 bytes: an image_proc
+constexpr uint32_t TAVLO_PARAM_LED_CONTROL = 0x80000104;       // 8 bytes: led_id, led_cmd
+constexpr uint32_t TAVLO_PARAM_LED_CONFIG = 0x80000105;        // 8 bytes: led_id, led_mode
+constexpr uint32_t TAVLO_PARAM_STATUS = 0x80000106;            // 16 bytes, ridgex_device_status
+constexpr uint32_t TAVLO_PARAM_F003 = 0x80000107;              // as the caller gives
+
+// The third argument of every CreateAcquisitionWithCallback.
+constexpr uint32_t kAcquisitionKind = 4;
+
+// Codes of the reader library that the shim looks at.
+constexpr int32_t kAccessDenied = static_cast<int32_t>(0x80070005u);  // held exclusively
+constexpr int32_t kIoPending = static_cast<int32_t>(0x800703E5u);     // stop still pending
+constexpr int32_t kOutOfMemory = static_cast<int32_t>(0x8007000Eu);
+
 // What every call answers while the library cannot be found: the HRESULT of
 // a module that is not there.
 constexpr int32_t kLibraryMissing = static_cast<int32_t>(0x8007007Eu);
@@ -33,5 +50,11 @@ int32_t StartAcquisition(uint32_t acquisition);
 int32_t StopAcquisition(uint32_t acquisition);
 int32_t DestroyAcquisition(uint32_t acquisition);
 void BufferFree(void* block);
+
+// SetDeviceParameter with a value of `size` bytes.
+inline int32_t SendParameter(const uint8_t* id, uint32_t parm, const void* value, uint32_t size) {
+    TavloParameter parameter{size, 0, const_cast<void*>(value)};
+    return SetDeviceParameter(id, parm, &parameter);
+}
 
 }  // namespace tavlo

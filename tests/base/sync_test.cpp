@@ -21,7 +21,8 @@ TEST(LockObject, HolderEntersAgainAndOthersWait) {
     std::atomic<uint32_t> other_id{0};
     std::atomic<bool> entered{false};
     lock.Lock();
-    lock.Lock();
+    ASSERT_TRUE(lock.LockFor(10));
+    std::thread([&] { EXPECT_FALSE(lock.LockFor(10)); }).join();  // a bounded wait gives up
     std::thread other([&] {
         other_id = platform::current_thread_id();
         scoped_lock_t held(lock);
@@ -36,6 +37,8 @@ TEST(LockObject, HolderEntersAgainAndOthersWait) {
     lock.Unlock();
     other.join();
     EXPECT_TRUE(entered);
+    ASSERT_TRUE(lock.LockFor(10));  // free again: enters at once
+    lock.Unlock();
 }
 
 TEST(WaitSignal, LowestSetIndexWinsOnceAndBadArgumentsConsumeNothing) {

@@ -4,11 +4,14 @@
 //
 //   ridgex_demo [READER [OUTPUT_PREFIX]]
 //
-// READER is a name as listed (with its "$NN$" prefix); the first listed
-// reader is taken without one. The files are OUTPUT_PREFIX.iso19794 and
-// OUTPUT_PREFIX.pgm, "fingerprint" by default. Without a configuration of
-// its own the simulated backend library takes "simulated_readers.conf"
-// beside this program, whose readers wait a few seconds for the finger.
+// READER is a name as listed (with its "$NN$" prefix). Without one, the
+// first listed reader of every backend captures in turn, into
+// OUTPUT_PREFIX-NN.iso19794 and .pgm with NN the backend's slot; with one,
+// into OUTPUT_PREFIX.iso19794 and .pgm. OUTPUT_PREFIX is "fingerprint" by
+// default. Without configurations of their own the simulated backend
+// library and the simulated reader library take "simulated_readers.conf"
+// and "simulated_reader_library.conf" beside this program, whose readers
+// wait a few seconds for the finger.
 #include <stdlib.h>
 
 #include <cstdio>
@@ -62,15 +65,25 @@ uint32_t FirstResolution(ridgex_handle dev) {
     return caps->resolutions[0];
 }
 
-void UseDemoReadersUnlessConfigured(const char* program) {
-    if (getenv("RIDGEX_SIM_CONFIG") != nullptr) {
-        return;
+void UseDemoReadersUnlessConfigured(const char* program, const char* variable, const char* file) {
+    const std::filesystem::path config = std::filesystem::path(program).parent_path() / file;
+    if (getenv(variable) == nullptr && std::filesystem::exists(config)) {
+        setenv(variable, config.c_str(), 0);
     }
-    const std::filesystem::path config =
-        std::filesystem::path(program).parent_path() / "simulated_readers.conf";
-    if (std::filesystem::exists(config)) {
-        setenv("RIDGEX_SIM_CONFIG", config.c_str(), 0);
+}
+
+// The first listed reader of each backend, by the slot prefix of its name.
+std::vector<std::string> OneReaderPerBackend(const std::vector<ridgex_device_info>& readers) {
+    std::vector<std::string> chosen;
+    std::string last_prefix;
+    for (const ridgex_device_info& reader : readers) {
+        const std::string prefix = std::string(reader.name).substr(0, 4);
+        if (prefix != last_prefix) {
+            chosen.emplace_back(reader.name);
+            last_prefix = prefix;
+        }
     }
+    return chosen;
 }
 
 int CaptureAndWrite(ridgex_handle dev, const std::string& prefix) {
@@ -102,8 +115,21 @@ int CaptureAndWrite(ridgex_handle dev, const std::string& prefix) {
 
 }  // namespace
 
+int OpenCaptureAndWrite(const std::string& name, const std::string& prefix) {
+    ridgex_handle dev = nullptr;
+    if (const ridgex_result status = ridgex_open(name.c_str(), &dev); status != RIDGEX_SUCCESS) {
+        return Fail(("ridgex_open of " + name).c_str(), status);
+    }
+    std::printf("Opened %s.\n", name.c_str());
+    const int result = CaptureAndWrite(dev, prefix);
+    ridgex_close(dev);
+    return result;
+}
+
 int main(int argc, char** argv) {
-    UseDemoReadersUnlessConfigured(argv[0]);
+    UseDemoReadersUnlessConfigured(argv[0], "RIDGEX_SIM_CONFIG", "simulated_readers.conf");
+    UseDemoReadersUnlessConfigured(argv[0], "RIDGEX_TAVLO_SIM_CONFIG",
+                                   "simulated_reader_library.conf");
     ridgex_version_info version{};
     version.size = sizeof(version);
     if (const ridgex_result status = ridgex_version(&version); status != RIDGEX_SUCCESS) {
@@ -130,16 +156,18 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    const std::string name = argc >= 2 ? argv[1] : readers[0].name;
     const std::string prefix = argc >= 3 ? argv[2] : "fingerprint";
-    ridgex_handle dev = nullptr;
-    if (const ridgex_result status = ridgex_open(name.c_str(), &dev); status != RIDGEX_SUCCESS) {
-        ridgex_exit();
-        return Fail(("ridgex_open of " + name).c_str(), status);
+    int result = 0;
+    if (argc >= 2) {
+        result = OpenCaptureAndWrite(argv[1], prefix);
+    } else {
+        for (const std::string& name : OneReaderPerBackend(readers)) {
+            result = OpenCaptureAndWrite(name, prefix + "-" + name.substr(1, 2));
+            if (result != 0) {
+                break;
+            }
+        }
     }
-    std::printf("Opened %s.\n", name.c_str());
-    const int result = CaptureAndWrite(dev, prefix);
-    ridgex_close(dev);
     ridgex_exit();
     return result;
 }
