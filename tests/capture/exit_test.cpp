@@ -11,6 +11,7 @@ void Ignore(void*, uint32_t, uint32_t, ridgex_capture_callback_data*) {}
 // Rounds that close a series whose finger never comes right before the stop,
 // and a last one that leaves the stop to end the series itself.
 TEST(ExitWithCaptureThreads, StopRightAfterClosingASeriesOrWithOneStillRunning) {
+    const int threads_at_start = BaselineThreadCount();
     for (int round = 0; round <= 20; ++round) {
         sim_backends sims;
         sims.slot(kSlot, Reader("r0", "finger = manual"));
@@ -26,6 +27,8 @@ TEST(ExitWithCaptureThreads, StopRightAfterClosingASeriesOrWithOneStillRunning) 
         EXPECT_EQ(ridgex_exit(), RIDGEX_SUCCESS);
         EXPECT_EQ(ridgex_close(dev), RIDGEX_E_FAILURE);
     }
+    // The stop cancelled the series it found, whichever record it was in.
+    EXPECT_TRUE(WaitForThreadCount(threads_at_start));
 }
 
 }  // namespace

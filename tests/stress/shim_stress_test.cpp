@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "capture/thread_count.h"
-#include "shim/capture_support.h"
+#include "shim/shim_fixture.h"
+#include "support/thread_count.h"
 
 namespace shim_test {
 namespace {
@@ -135,11 +135,11 @@ TEST_F(shim_stress, EverythingAtOnceLeavesNothingOpen) {
             const auto reader = static_cast<int32_t>(random() % kReaders);
             const uint32_t what = random() % 20;
             if (what == 0) {
-                Control<tavlo_sim_disconnect_fn>("tavlo_sim_disconnect")(reader);
+                SIM(tavlo_sim_disconnect)(reader);
             } else if (what == 1) {
                 Quality(-1, 13);
             } else {
-                Control<tavlo_sim_place_finger_fn>("tavlo_sim_place_finger")(reader);
+                SIM(tavlo_sim_place_finger)(reader);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -158,8 +158,8 @@ TEST_F(shim_stress, EverythingAtOnceLeavesNothingOpen) {
     EXPECT_TRUE(WaitForThreadCount(threads_at_start + 1)) << "a capture thread did not end";
     quiet = true;
     reader_side.join();
-    Control<tavlo_sim_flush_fn>("tavlo_sim_flush")();
-    EXPECT_EQ(Control<tavlo_sim_live_acquisitions_fn>("tavlo_sim_live_acquisitions")(), 0u);
+    SIM(tavlo_sim_flush)();
+    EXPECT_EQ(SIM(tavlo_sim_live_acquisitions)(), 0u);
     for (uintptr_t value = 1; value <= 64; ++value) {
         EXPECT_EQ(ridgex_cancel(reinterpret_cast<ridgex_handle>(value)), RIDGEX_E_INVALID_DEVICE);
     }
