@@ -41,10 +41,6 @@ uint32_t ReadU32(const uint8_t* bytes, size_t offset) {
     return value;
 }
 
-uint32_t Handle32(ridgex_handle dev) {
-    return static_cast<uint32_t>(reinterpret_cast<uint64_t>(dev));
-}
-
 // The reader library's quality codes as the client sees them.
 uint32_t TranslateQuality(uint32_t code) {
     switch (code) {
@@ -206,7 +202,7 @@ ridgex_result CFpapiShim::Capture(ridgex_handle dev, ridgex_capture_param* captu
                                   uint32_t timeout, ridgex_capture_result* capture_result,
                                   uint32_t* image_size, uint8_t* image_data) {
     CTraceScope scope("CFpapiShim::Capture", 0);
-    scope.Message("reader handle: 0x%x", Handle32(dev));
+    TraceHandle(scope, dev);
     capture_call call{scope, dev, capture_parm, timeout, capture_result, image_size, image_data};
     ridgex_result status = ArmCapture(call);
     if (status == RIDGEX_SUCCESS) {
@@ -462,7 +458,7 @@ ridgex_result CFpapiShim::Cancel(ridgex_handle dev) {
     if (dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    scope.Message("reader handle: 0x%x", Handle32(dev));
+    TraceHandle(scope, dev);
     ReaderDescriptor* reader = FindReader(dev);
     if (reader == nullptr) {
         scope.Message("reader not found");

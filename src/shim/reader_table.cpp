@@ -230,7 +230,7 @@ ridgex_result CFpapiShim::GetStatus(ridgex_handle dev, ridgex_device_status* dev
     if (dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    scope.Message("reader handle: 0x%x", static_cast<uint32_t>(reinterpret_cast<uint64_t>(dev)));
+    TraceHandle(scope, dev);
     const ReaderDescriptor* reader = FindReader(dev);
     if (reader == nullptr) {
         scope.Message("reader not found");
@@ -261,7 +261,7 @@ ridgex_result CFpapiShim::GetCapabilities(ridgex_handle dev, ridgex_device_caps*
     if (dev_caps == nullptr || dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    scope.Message("reader handle: 0x%x", static_cast<uint32_t>(reinterpret_cast<uint64_t>(dev)));
+    TraceHandle(scope, dev);
     const ReaderDescriptor* reader = FindReader(dev);
     if (reader == nullptr) {
         scope.Message("reader not found");
