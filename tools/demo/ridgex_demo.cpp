@@ -93,7 +93,7 @@ int CaptureAndWrite(ridgex_handle dev, const std::string& prefix) {
     }
     if (capture.result.quality == RIDGEX_QUALITY_CANCELED) {
         std::printf("Capture cancelled.\n");
-        return 0;
+        return 130;  // as for a program that Ctrl-C ended, and no further capture
     }
     if (capture.result.success == 0) {
         std::printf("No fingerprint: quality 0x%04X.\n", capture.result.quality);
