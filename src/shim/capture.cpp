@@ -458,10 +458,8 @@ ridgex_result CFpapiShim::Cancel(ridgex_handle dev) {
     if (dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    TraceHandle(scope, dev);
-    ReaderDescriptor* reader = FindReader(dev);
+    ReaderDescriptor* reader = FindReaderTraced(scope, dev);
     if (reader == nullptr) {
-        scope.Message("reader not found");
         return ShimFailure(scope, RIDGEX_E_INVALID_DEVICE);
     }
     // Set also with no capture on: the next capture's arming resets it.

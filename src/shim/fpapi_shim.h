@@ -85,6 +85,9 @@ class CFpapiShim : public ridgex_dll_t {
     // The descriptor with this handle, or null; `lock_` is held. The pointer
     // stays valid until the reader is closed.
     ReaderDescriptor* FindReader(ridgex_handle dev);
+    // FindReader for an operation that names its reader in the trace: the
+    // handle's line, and "reader not found" when there is none.
+    ReaderDescriptor* FindReaderTraced(SlvTraceNS::CTraceScope& scope, ridgex_handle dev);
     // Throws away what piled up for readers with no capture, and closes the
     // readers that have disconnected; `lock_` is held by the caller.
     void DrainIdleReaders();

@@ -71,6 +71,15 @@ ReaderDescriptor* CFpapiShim::FindReader(ridgex_handle dev) {
     return nullptr;
 }
 
+ReaderDescriptor* CFpapiShim::FindReaderTraced(CTraceScope& scope, ridgex_handle dev) {
+    TraceHandle(scope, dev);
+    ReaderDescriptor* reader = FindReader(dev);
+    if (reader == nullptr) {
+        scope.Message("reader not found");
+    }
+    return reader;
+}
+
 void CFpapiShim::DrainIdleReaders() {
     for (;;) {
         bool drained = false;
@@ -230,10 +239,8 @@ ridgex_result CFpapiShim::GetStatus(ridgex_handle dev, ridgex_device_status* dev
     if (dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    TraceHandle(scope, dev);
-    const ReaderDescriptor* reader = FindReader(dev);
+    const ReaderDescriptor* reader = FindReaderTraced(scope, dev);
     if (reader == nullptr) {
-        scope.Message("reader not found");
         return ShimFailure(scope, RIDGEX_E_INVALID_DEVICE);
     }
     ridgex_device_status status{};
@@ -261,10 +268,8 @@ ridgex_result CFpapiShim::GetCapabilities(ridgex_handle dev, ridgex_device_caps*
     if (dev_caps == nullptr || dev == nullptr) {
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
-    TraceHandle(scope, dev);
-    const ReaderDescriptor* reader = FindReader(dev);
+    const ReaderDescriptor* reader = FindReaderTraced(scope, dev);
     if (reader == nullptr) {
-        scope.Message("reader not found");
         return ShimFailure(scope, RIDGEX_E_INVALID_DEVICE);
     }
     const ridgex_device_caps& caps = *reader->pCaps;
