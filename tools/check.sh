@@ -4,6 +4,7 @@
 # ThreadSanitizer. Also checks the formatting. Usage: tools/check.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
+tools/install-packages.sh
 jobs=$(nproc)
 
 echo "== formatting"

@@ -3,6 +3,7 @@
 # client against the simulated readers. Usage: tools/demo.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
+tools/install-packages.sh
 cmake -B build -S . >/dev/null
 cmake --build build -j"$(nproc)" --target ridgex_demo
 # The simulated backends and libraries lie beside libridgex.so, which finds
