@@ -27,3 +27,9 @@ run_suite build
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run_suite build-asan -DRIDGEX_ASAN=ON -DRIDGEX_BENCHMARKS=OFF
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite build-tsan -DRIDGEX_TSAN=ON -DRIDGEX_BENCHMARKS=OFF
+
+# What users get: install into a scratch prefix, the example client built
+# both ways against it, the Debian packages' files and dependencies, and dpkg
+# into a scratch root. Reuses the plain build; about 30 seconds.
+echo "== install check"
+tools/check-install.sh build
