@@ -11,6 +11,9 @@ set(CPACK_PACKAGE_CONTACT "libridgex maintainers <maintainers@users.noreply.c-se
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+# A backend built here that needs libraries of its own (libfprint's, as
+# libridgex_ember.so beside libridgex.so) is best a component and package of
+# its own, so that libridgex3 does not depend on them: add it here and below.
 set(CPACK_COMPONENTS_ALL library dev tools simulators)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
