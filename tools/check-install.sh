@@ -4,7 +4,7 @@
 #     tools/check-install/*.txt;
 #  2. the example client (examples/) builds against that install with
 #     pkg-config and with find_package, and captures an image from the
-#     installed simulators, while without them it finds no reader;
+#     installed simulators, while without them it captures nothing;
 #  3. the Debian packages hold exactly their listed files and depend on
 #     each other as they should;
 #  4. dpkg installs the three main packages into a scratch root (refusing
