@@ -87,7 +87,8 @@ build_examples() {
         shift
     done
     echo "== build the example with pkg-config and with find_package (${name})"
-    cp -r examples "${scratch}/${name}-make"
+    mkdir "${scratch}/${name}-make"
+    cp examples/Makefile examples/capture_pgm.c "${scratch}/${name}-make"
     env "${pkg_config_env[@]}" make -s -C "${scratch}/${name}-make" >/dev/null
     cmake -S examples -B "${scratch}/${name}-cmake" -DCMAKE_PREFIX_PATH="$2" >/dev/null
     cmake --build "${scratch}/${name}-cmake" >/dev/null
