@@ -58,13 +58,17 @@ install(FILES ${PROJECT_BINARY_DIR}/ridgex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
 install(TARGETS trc3dump RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 
 # The simulators. The backend's slot copies are separate files on purpose:
-# each loads as a module of its own.
+# each loads as a module of its own. They are copies of the installed file,
+# so they are stripped when it is.
 install(TARGETS ridgex_amber TavloApi nex_sdk
     LIBRARY DESTINATION ${RIDGEX_SIMULATORS_DIR} COMPONENT simulators)
-foreach(slot basalt cobalt dune ember)
-    install(FILES $<TARGET_FILE_DIR:ridgex_amber>/libridgex_${slot}.so
-        DESTINATION ${RIDGEX_SIMULATORS_DIR} COMPONENT simulators)
-endforeach()
+install(CODE "
+    set(dir \"\${CMAKE_INSTALL_PREFIX}/${RIDGEX_SIMULATORS_DIR}\")
+    foreach(slot basalt cobalt dune ember)
+        file(INSTALL \"\$ENV{DESTDIR}\${dir}/libridgex_amber.so\" DESTINATION \"\${dir}\"
+             RENAME libridgex_\${slot}.so)
+    endforeach()"
+    COMPONENT simulators)
 # The simulated scorer's models. The liveness check reads models beside the
 # libridgex.so that it runs as, so it finds these only in a copy of the
 # library placed here (README, "Simulated readers").

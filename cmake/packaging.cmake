@@ -27,10 +27,15 @@ set(ridgex_deb_version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libridgex${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+# A shlibs file for the versioned library (the simulators have no SONAME
+# version and get none), so that programs packaged elsewhere depend on it.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-# The loader cache's refresh, also when dpkg installs into another root.
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/postinst
+# The loader cache's refresh: the ldconfig trigger on a system, and the
+# scripts for a root that dpkg installs into without chroot, where no
+# trigger runs.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/debian/triggers
+                                               ${CMAKE_CURRENT_LIST_DIR}/debian/postinst
                                                ${CMAKE_CURRENT_LIST_DIR}/debian/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "fingerprint reader access for Linux
