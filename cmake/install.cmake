@@ -1,7 +1,8 @@
 # What `cmake --install` puts where, in four components that become the four
 # Debian packages (cmake/packaging.cmake):
-#   library     the shared library with its SONAME link, and beside it the
-#               backend libraries of other makers (slots 1 to 5)
+#   library     the shared library with its SONAME link, LICENSE and NEWS
+#               (a backend library built here goes beside it, in this
+#               component or one of its own: see packaging.cmake)
 #   dev         the public headers, the .so link, ridgex.pc, the CMake package,
 #               libridgex(3)
 #   tools       the command-line programs and their man pages (a program's own
