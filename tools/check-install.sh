@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks what a user gets, so that an install missing a file fails:
 #  1. `cmake --install` into a scratch prefix gives exactly the files of
-#     tools/check-install/*.txt;
+#     tools/check-install/PACKAGE.txt, one list for each Debian package;
 #  2. the example client (examples/) builds against that install with
 #     pkg-config and with find_package, and captures an image from the
 #     installed simulators, while without them it captures nothing;
@@ -18,6 +18,12 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 export LC_ALL=C
 lists=$PWD/tools/check-install
+# One list of files per Debian package, named after it.
+packages=()
+for list in "${lists}"/*.txt; do
+    list=${list##*/}
+    packages+=("${list%.txt}")
+done
 
 echo "== build for installing under /usr"
 cmake -B "${1:-build}" -S . -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
@@ -98,7 +104,7 @@ echo "== cmake --install into a scratch prefix"
 prefix=${scratch}/prefix
 cmake --install "${build}" --prefix "${prefix}" >/dev/null
 (cd "${prefix}" && find . ! -type d | sed 's|^\./||' | sort) >"${scratch}/installed.txt"
-expected libridgex3 libridgex-dev ridgex-tools ridgex-simulators | sed 's|^usr/||' |
+expected "${packages[@]}" | sed 's|^usr/||' |
     sort >"${scratch}/expected.txt"
 same_files "cmake --install" "${scratch}/expected.txt" "${scratch}/installed.txt"
 for program in "${prefix}"/bin/*; do
@@ -124,7 +130,12 @@ echo "== Debian packages and their files"
 cpack --config "${build}/CPackConfig.cmake" -B "${scratch}/debs" >"${scratch}/cpack.txt" 2>&1 ||
     fail "cpack: $(cat "${scratch}/cpack.txt")"
 deb() { echo "${scratch}/debs/$1_${version}-1_$(dpkg --print-architecture).deb"; }
-for package in libridgex3 libridgex-dev ridgex-tools ridgex-simulators; do
+for package in "${packages[@]}"; do
+    deb "${package}"
+done | sort >"${scratch}/debs-expected.txt"
+find "${scratch}/debs" -maxdepth 1 -name '*.deb' | sort >"${scratch}/debs.txt"
+same_files "cpack's packages" "${scratch}/debs-expected.txt" "${scratch}/debs.txt"
+for package in "${packages[@]}"; do
     dpkg-deb -c "$(deb "${package}")" | awk '$1 !~ /^d/ { print $6 }' | sed 's|^\./||' | sort \
         >"${scratch}/${package}.txt"
     expected "${package}" >"${scratch}/${package}-expected.txt"
