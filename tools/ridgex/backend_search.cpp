@@ -62,7 +62,7 @@ std::vector<std::string> SystemFolders() {
 }
 
 void PrintFolders(const char* heading, const std::vector<std::string>& folders) {
-    std::fprintf(stderr, "  %s\n", heading);
+    std::fprintf(stderr, "  %s%s\n", heading, folders.empty() ? " (none)" : "");
     for (const std::string& folder : folders) {
         std::string present;
         for (const char* file : kBackendFiles) {

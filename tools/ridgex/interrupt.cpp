@@ -6,11 +6,12 @@
 namespace {
 
 std::atomic<ridgex_handle> cancel_target{nullptr};
-volatile std::sig_atomic_t interrupted = 0;
+// Lock-free, so the handler may set it and the other threads read it.
+std::atomic<bool> interrupted{false};
 struct sigaction previous_action;
 
 extern "C" void OnInterrupt(int) {
-    interrupted = 1;
+    interrupted = true;
     if (ridgex_handle dev = cancel_target.load()) {
         ridgex_cancel(dev);
     }
@@ -19,7 +20,7 @@ extern "C" void OnInterrupt(int) {
 }  // namespace
 
 interrupt_guard::interrupt_guard(ridgex_handle dev) {
-    interrupted = 0;
+    interrupted = false;
     cancel_target = dev;
     struct sigaction action {};
     action.sa_handler = OnInterrupt;
@@ -33,5 +34,5 @@ interrupt_guard::~interrupt_guard() {
 }
 
 bool interrupt_guard::Interrupted() {
-    return interrupted != 0;
+    return interrupted;
 }
