@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # The ridgex command as a user sees it, on the simulated backend library:
 # exit statuses, the shape of what it prints, and the files it writes.
-# Usage: ridgex_test.sh RIDGEX PNG_SIZE LIBRIDGEX
+# Usage: ridgex_test.sh RIDGEX PNG_SIZE LIBRIDGEX DOCS_RIDGEX_MD
 set -uo pipefail
 ridgex=$1
 png_size=$2
 library=$3
+docs=$4
 work=$(mktemp -d)
 trap 'rm -rf "${work}"' EXIT
 cd "${work}"
@@ -59,6 +60,13 @@ expect 2 '--format is one of' capture --format tiff
 expect 2 '--far goes with --liveness' capture ready --far 3
 expect 2 '--timeout wants a whole number' capture ready --timeout soon
 expect 2 'captures at 500, 1000 dpi only' capture ready --dpi 700
+# The help texts in the command's documentation are the command's own.
+for command in "" list info capture stream trace; do
+    "${ridgex}" ${command} --help >help.txt
+    awk -v head="\$ ridgex ${command:+${command} }--help" '$0 == head { on = 1; next }
+        on && /^```$/ { exit } on' "${docs}" | cmp -s - help.txt ||
+        fail "docs/ridgex.md: the help of '${command}' differs"
+done
 
 # Listing and facts.
 expect 0 '^\$01\$ready +05ba:000e +0x0100 +1 +Simulated Reader$' list
