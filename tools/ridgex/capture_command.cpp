@@ -98,10 +98,11 @@ bool SwitchLivenessOn(ridgex_handle dev, const capture_request& request) {
         ReportStatus("cannot switch the liveness check on for " + request.reader, status);
         return false;
     }
+    if (!request.far_given) {
+        return true;
+    }
     uint8_t far = static_cast<uint8_t>(request.far);
-    if (const ridgex_result status = request.far_given
-                                         ? ridgex_set_parameter(dev, kFalseAcceptRate, 1, &far)
-                                         : RIDGEX_SUCCESS;
+    if (const ridgex_result status = ridgex_set_parameter(dev, kFalseAcceptRate, 1, &far);
         status != RIDGEX_SUCCESS) {
         ReportStatus("cannot set the false accept rate", status);
         return false;
