@@ -36,6 +36,12 @@ extern "C" {
 #define RIDGEX_API
 #endif
 
+/* The version of the library that this header belongs to; ridgex_version
+ * tells the version of the library actually loaded. */
+#define RIDGEX_VERSION_MAJOR 3
+#define RIDGEX_VERSION_MINOR 2
+#define RIDGEX_VERSION_PATCH 0
+
 typedef uint32_t ridgex_result;
 
 /* An open reader. Zero is never a valid handle. */

@@ -1,6 +1,7 @@
-/* The public header must stand on its own in a strict C99 program, and its
+/* The public headers must stand on their own in a strict C99 program, and the
  * layout assertions must hold there too. */
 #include "ridgex.h"
+#include "ridgex_text.h"
 
 int main(void) {
     ridgex_version_info version = {sizeof(ridgex_version_info), 0, 0, 0, 0, 0, 0};
