@@ -168,9 +168,9 @@ session_t* backend_t::Find(ridgex_handle dev) const {
     return nullptr;
 }
 
-bool backend_t::FingerPresent(session_t& session) {
-    return RunOn<bool>(worker_, [&](pending_t<bool>& present) {
-        present.Set((fp_device_get_finger_status(session.device) & FP_FINGER_STATUS_PRESENT) != 0);
+uint32_t backend_t::FingerStatus(session_t& session) {
+    return RunOn<uint32_t>(worker_, [&](pending_t<uint32_t>& status) {
+        status.Set(fp_device_get_finger_status(session.device));
     });
 }
 

@@ -19,8 +19,8 @@
 namespace fprint {
 
 // A reader's native image, as its last capture showed it. libfprint tells
-// the size and resolution only with an image; until then a capture asks for
-// room for the largest image that the backend expects.
+// the size and resolution only with an image; until then a size probe is
+// answered with room for a large image.
 struct geometry_t {
     uint32_t width = 512;
     uint32_t height = 512;
@@ -72,7 +72,8 @@ class backend_t {
     // The open reader behind a handle, or null. Lock-free and
     // async-signal-safe.
     session_t* Find(ridgex_handle dev) const;
-    bool FingerPresent(session_t& session);
+    // libfprint's finger status flags of the reader: needed, present.
+    uint32_t FingerStatus(session_t& session);
 
     geometry_t Geometry(const std::string& name);
     void Remember(const std::string& name, const geometry_t& geometry);

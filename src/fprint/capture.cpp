@@ -147,7 +147,9 @@ ridgex_result CaptureOwned(session_t& session, uint32_t timeout, ridgex_capture_
     expected.geometry = backend.Geometry(session.name);
     FillResult(result, expected);
     // A call without room learns the size and does not wait for a finger.
-    if (*image_size < expected.geometry.bytes()) {
+    // Before the first image the size is a guess, and an image larger than
+    // the room is held for the next call.
+    if (*image_size == 0 || (expected.geometry.known && *image_size < expected.geometry.bytes())) {
         *image_size = expected.geometry.bytes();
         return RIDGEX_E_MORE_DATA;
     }

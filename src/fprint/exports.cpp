@@ -62,6 +62,8 @@ ridgex_result ridgex_close(ridgex_handle dev) {
     return backend_t::instance().Close(dev);
 }
 
+// status_data carries libfprint's finger status flags: FP_FINGER_STATUS_NEEDED
+// tells that a capture waits for a finger.
 ridgex_result ridgex_get_device_status(ridgex_handle dev, ridgex_device_status* dev_status) {
     return OnReader(dev, [&](session_t& session) {
         if (dev_status == nullptr) {
@@ -69,8 +71,9 @@ ridgex_result ridgex_get_device_status(ridgex_handle dev, ridgex_device_status* 
         }
         dev_status->size = sizeof(ridgex_device_status);
         dev_status->status = session.capturing ? RIDGEX_STATUS_BUSY : RIDGEX_STATUS_READY;
-        dev_status->finger_detected = backend_t::instance().FingerPresent(session) ? 1 : 0;
-        dev_status->status_data = 0;
+        const uint32_t finger = backend_t::instance().FingerStatus(session);
+        dev_status->finger_detected = (finger & FP_FINGER_STATUS_PRESENT) != 0 ? 1 : 0;
+        dev_status->status_data = finger;
         return RIDGEX_SUCCESS;
     });
 }
