@@ -43,7 +43,7 @@ ridgex_result backend_t::Init() {
     }
     context_ = RunOn<FpContext*>(worker_, [this](pending_t<FpContext*>& made) {
         FpContext* context = fp_context_new();
-        EnumerateOnce(context, worker_.context(), extra_);
+        enumerated_ = EnumerateOnce(context, worker_.context(), extra_);
         made.Set(context);
     });
     return RIDGEX_SUCCESS;
@@ -71,7 +71,7 @@ ridgex_result backend_t::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* dev
     }
     const uint32_t room = *dev_cnt;
     *dev_cnt = RunOn<uint32_t>(worker_, [&](pending_t<uint32_t>& found) {
-        const std::vector<FpDevice*> readers = CaptureReaders(context_, extra_);
+        const std::vector<FpDevice*> readers = Readers();
         for (uint32_t i = 0; i < readers.size() && i < room; ++i) {
             FillDeviceInfo(readers[i], dev_infos[i]);
         }
@@ -91,7 +91,7 @@ ridgex_result backend_t::Open(const char* dev_name, ridgex_handle* pdev) {
         return RIDGEX_E_FAILURE;
     }
     ridgex_result status = RunOn<ridgex_result>(worker_, [&](pending_t<ridgex_result>& opened) {
-        for (FpDevice* device : CaptureReaders(context_, extra_)) {
+        for (FpDevice* device : Readers()) {
             if (ReaderName(device) == session->name) {
                 session->device = FP_DEVICE(g_object_ref(device));
                 WatchCancel(*session);
@@ -154,6 +154,10 @@ void backend_t::Shut(session_t& session, bool opened) {
         done.Set(true);
     });
     platform::event_close(session.cancel_event);
+}
+
+std::vector<FpDevice*> backend_t::Readers() const {
+    return CaptureReaders(enumerated_ ? context_ : nullptr, extra_);
 }
 
 session_t* backend_t::Find(ridgex_handle dev) const {

@@ -82,12 +82,15 @@ class backend_t {
   private:
     static constexpr size_t kMaxSessions = 64;
 
+    // The readers that can capture now; on the worker.
+    std::vector<FpDevice*> Readers() const;
     // Closes the reader if `opened` and gives back the session's resources,
     // but not the session itself.
     void Shut(session_t& session, bool opened);
 
     worker_t worker_;
     FpContext* context_ = nullptr;
+    bool enumerated_ = false;  // worker only
     std::vector<FpDevice*> extra_;
     std::array<std::atomic<session_t*>, kMaxSessions> sessions_{};
     std::mutex geometry_lock_;

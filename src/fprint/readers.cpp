@@ -85,11 +85,11 @@ void CopyText(char (&field)[128], const char* text, size_t length) {
 
 }  // namespace
 
-void EnumerateOnce(FpContext* context, GMainContext* own, std::vector<FpDevice*>& extra) {
+bool EnumerateOnce(FpContext* context, GMainContext* own, std::vector<FpDevice*>& extra) {
     GMainContext* global = g_main_context_default();
     if (!g_main_context_acquire(global)) {
         MakeVirtualImageReader(own, extra);
-        return;
+        return false;
     }
     // The devices' start-up results must come back on the context that the
     // enumeration iterates.
@@ -97,14 +97,18 @@ void EnumerateOnce(FpContext* context, GMainContext* own, std::vector<FpDevice*>
     fp_context_enumerate(context);
     g_main_context_push_thread_default(own);
     g_main_context_release(global);
+    return true;
 }
 
 std::vector<FpDevice*> CaptureReaders(FpContext* context, const std::vector<FpDevice*>& extra) {
-    std::vector<FpDevice*> readers;
-    GPtrArray* devices = fp_context_get_devices(context);
-    std::vector<FpDevice*> all(reinterpret_cast<FpDevice**>(devices->pdata),
-                               reinterpret_cast<FpDevice**>(devices->pdata) + devices->len);
+    std::vector<FpDevice*> all;
+    if (context != nullptr) {
+        GPtrArray* devices = fp_context_get_devices(context);
+        all.assign(reinterpret_cast<FpDevice**>(devices->pdata),
+                   reinterpret_cast<FpDevice**>(devices->pdata) + devices->len);
+    }
     all.insert(all.end(), extra.begin(), extra.end());
+    std::vector<FpDevice*> readers;
     for (FpDevice* device : all) {
         WatchRemoval(device);
         if (fp_device_has_feature(device, FP_DEVICE_FEATURE_CAPTURE) &&

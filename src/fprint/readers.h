@@ -16,10 +16,12 @@ namespace fprint {
 // own main loop runs), the enumeration would wait for it for ever, so the
 // virtual image reader named by FP_VIRTUAL_IMAGE is then made directly and
 // other readers are not looked for. Devices made that way go to `extra`.
-void EnumerateOnce(FpContext* context, GMainContext* own, std::vector<FpDevice*>& extra);
+// False in that case: the context's own list must then never be asked for,
+// since that would start the enumeration.
+bool EnumerateOnce(FpContext* context, GMainContext* own, std::vector<FpDevice*>& extra);
 
-// The readers that can capture and have not been unplugged, in libfprint's
-// order followed by `extra`.
+// The readers that can capture and have not been unplugged: those of
+// `context` (if not null) in libfprint's order, then `extra`.
 std::vector<FpDevice*> CaptureReaders(FpContext* context, const std::vector<FpDevice*>& extra);
 
 // "driver/device-id": stays the same while the reader stays plugged in.

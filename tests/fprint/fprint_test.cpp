@@ -4,6 +4,8 @@
 // thread and from a signal handler, a client that runs its own GLib main
 // loop, and repeated starts in one process.
 #include <glib.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <future>
 
@@ -42,6 +44,12 @@ class fprint_reader : public ::testing::Test {
             started_ = false;
         }
     }
+    // True while a capture on `dev` waits for a finger.
+    static bool Waiting(ridgex_handle dev) {
+        ridgex_device_status status{};
+        return ridgex_get_device_status(dev, &status) == RIDGEX_SUCCESS &&
+               (status.status_data & 1) != 0;
+    }
     static std::vector<ridgex_device_info> List() {
         std::vector<ridgex_device_info> readers(4);
         readers[0].size = sizeof(ridgex_device_info);
@@ -68,11 +76,7 @@ class fprint_reader : public ::testing::Test {
     ridgex_result CaptureWith(Send send, ridgex_capture_result& result, std::vector<uint8_t>& image,
                               uint32_t fmt = RIDGEX_IMG_FMT_RAW) {
         auto capture = std::async(std::launch::async, [&] { return Capture(fmt, result, image); });
-        EXPECT_TRUE(Eventually([this] {
-            ridgex_device_status status{};
-            return ridgex_get_device_status(dev_, &status) == RIDGEX_SUCCESS &&
-                   (status.status_data & 1) != 0;
-        }));
+        EXPECT_TRUE(Eventually([this] { return Waiting(dev_); }));
         send();
         return capture.get();
     }
@@ -108,6 +112,119 @@ TEST_F(fprint_reader, ListsTheReaderAndDeliversTheSentPixelsInEveryFormat) {
         EXPECT_EQ(result.info.res, 500u);
         ASSERT_EQ(image.size(), header + kImageBytes);
         EXPECT_TRUE(std::equal(kFinger.begin(), kFinger.end(), image.begin() + header));
+    }
+}
+
+// What libfprint reports instead of an image, and what the client sees.
+struct outcome_case {
+    sim::virtual_command command;
+    int32_t argument;
+    ridgex_result status;
+    uint32_t quality;
+};
+
+TEST_F(fprint_reader, RetriesAndDeviceErrorsEndTheCaptureAndTheNextOneWorks) {
+    using enum sim::virtual_command;
+    Start();
+    for (const outcome_case& c : {
+             outcome_case{retry, 1, RIDGEX_SUCCESS, RIDGEX_QUALITY_CODE_9},  // too short
+             {retry, 2, RIDGEX_SUCCESS, RIDGEX_QUALITY_CODE_10},             // centre the finger
+             {retry, 3, RIDGEX_SUCCESS, RIDGEX_QUALITY_CODE_11},             // remove and retry
+             {retry, 0, RIDGEX_SUCCESS, RIDGEX_QUALITY_NO_IMAGE},            // general
+             {device_error, 0, RIDGEX_E_DEVICE_FAILURE, RIDGEX_QUALITY_CANCELED},
+         }) {
+        SCOPED_TRACE(c.quality);
+        ridgex_capture_result result = Result();
+        std::vector<uint8_t> image;
+        EXPECT_EQ(CaptureWith([&] { finger_.SendCommand(c.command, c.argument); }, result, image),
+                  c.status);
+        EXPECT_EQ(result.success, 0u);
+        EXPECT_EQ(result.quality, c.quality);
+        EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+        EXPECT_EQ(result.success, 1u);
+    }
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image;
+    EXPECT_EQ(Capture(RIDGEX_IMG_FMT_RAW, result, image, 30), RIDGEX_SUCCESS);
+    EXPECT_EQ(result.quality, RIDGEX_QUALITY_TIMED_OUT);
+}
+
+TEST_F(fprint_reader, UnpluggedWhileWaitingFailsTheCaptureAndLeavesTheList) {
+    Start();
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image;
+    EXPECT_EQ(
+        CaptureWith([&] { finger_.SendCommand(sim::virtual_command::unplug, 0); }, result, image),
+        RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_EQ(result.quality, RIDGEX_QUALITY_CANCELED);
+    EXPECT_TRUE(List().empty());
+}
+
+std::atomic<ridgex_handle> signalled{nullptr};
+
+TEST_F(fprint_reader, CancelFromAnotherThreadOrTheCapturesSignalHandlerEndsTheWait) {
+    Start();
+    signalled = dev_;
+    struct sigaction action = {}, previous = {};
+    action.sa_handler = [](int) { ridgex_cancel(signalled); };
+    sigaction(SIGUSR1, &action, &previous);
+    for (const bool in_handler : {false, true}) {
+        capture_thread capture(dev_);
+        ASSERT_TRUE(Eventually([&] { return Waiting(dev_) && capture.tid != 0; }));
+        ASSERT_TRUE(WaitAsleep(capture.tid));
+        if (in_handler) {
+            pthread_kill(capture.thread.native_handle(), SIGUSR1);
+        } else {
+            EXPECT_EQ(ridgex_cancel(dev_), RIDGEX_SUCCESS);
+        }
+        ASSERT_TRUE(capture.Join()) << in_handler;
+        EXPECT_EQ(capture.status, RIDGEX_SUCCESS);
+        EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED);
+    }
+    sigaction(SIGUSR1, &previous, nullptr);
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image;
+    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+}
+
+// A GLib client runs its main loop on the default context before and during
+// all of it: the backend must neither wait for that context nor stop it.
+TEST_F(fprint_reader, WorksWhileTheClientRunsItsOwnMainLoop) {
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    std::atomic<int> ticks{0};
+    const guint timer = g_timeout_add(
+        1,
+        [](gpointer count) -> gboolean {
+            ++*static_cast<std::atomic<int>*>(count);
+            return G_SOURCE_CONTINUE;
+        },
+        &ticks);
+    std::thread client([loop] { g_main_loop_run(loop); });
+    ASSERT_TRUE(Eventually([&] { return ticks > 0; }));
+    Start();
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image;
+    const int before = ticks;
+    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+    EXPECT_EQ(image, kFinger);
+    EXPECT_TRUE(Eventually([&] { return ticks > before; })) << "the client's loop stood still";
+    Stop();
+    g_main_loop_quit(loop);
+    client.join();
+    g_source_remove(timer);
+    g_main_loop_unref(loop);
+}
+
+TEST_F(fprint_reader, StartsCapturesAndStopsThreeTimesInOneProcess) {
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_NO_FATAL_FAILURE(Start());
+        ridgex_capture_result result = Result();
+        std::vector<uint8_t> image;
+        EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+        EXPECT_EQ(image, kFinger);
+        Stop();
+        finger_.Disconnect();
     }
 }
 
