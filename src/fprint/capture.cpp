@@ -75,7 +75,6 @@ void StartCapture(session_t& session, uint32_t timeout, pending_t<outcome_t>& do
     session.waiter = &done;
     session.timed_out = false;
     session.cancellable = g_cancellable_new();
-    // A cancel between the caller's start and this one still counts.
     if (session.cancel_requested) {
         g_cancellable_cancel(session.cancellable);
     }
@@ -151,13 +150,18 @@ ridgex_result CaptureOwned(session_t& session, uint32_t timeout, ridgex_capture_
     // the room is held for the next call.
     if (*image_size == 0 || (expected.geometry.known && *image_size < expected.geometry.bytes())) {
         *image_size = expected.geometry.bytes();
+        // A size probe starts every asynchronous series: what was cancelled
+        // before it is over.
+        session.cancel_requested = false;
         return RIDGEX_E_MORE_DATA;
     }
-    // A cancel that came while nothing ran must not end this capture.
-    session.cancel_requested = false;
+    // A cancel stays pending from its request until a capture has ended, so
+    // that one which comes between two captures of a series, or before the
+    // series' thread has started, still ends the next capture.
     outcome_t outcome = RunOn<outcome_t>(backend.worker(), [&](pending_t<outcome_t>& done) {
         StartCapture(session, timeout, done);
     });
+    session.cancel_requested = false;
     if (outcome.quality == RIDGEX_QUALITY_GOOD) {
         backend.Remember(session.name, outcome.geometry);
     }

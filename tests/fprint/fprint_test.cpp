@@ -8,6 +8,7 @@
 #include <signal.h>
 
 #include <future>
+#include <random>
 
 #include "capture/capture_support.h"
 #include "support/temp_folder.h"
@@ -226,6 +227,106 @@ TEST_F(fprint_reader, StartsCapturesAndStopsThreeTimesInOneProcess) {
         Stop();
         finger_.Disconnect();
     }
+}
+
+// The stress test's mix against the virtual reader: opens and closes,
+// blocking and asynchronous captures, cancels from other threads and from
+// callbacks, and status, while a feeder hands images and retries to any
+// capture that waits. Afterwards the reader still opens and captures.
+std::array<std::atomic<ridgex_handle>, 2> shared;
+
+void CloseIfShared(ridgex_handle dev) {
+    for (auto& slot : shared) {
+        ridgex_handle expected = dev;
+        if (dev != nullptr && slot.compare_exchange_strong(expected, nullptr)) {
+            ridgex_close(dev);
+        }
+    }
+}
+
+std::atomic<uint32_t> callbacks{0};
+
+void OnCapture(void* dev, uint32_t, uint32_t, ridgex_capture_callback_data*) {
+    if (++callbacks % 3 == 0) {
+        ridgex_cancel(static_cast<ridgex_handle>(dev));
+    }
+}
+
+void Mix(uint32_t seed, const std::string& name, const std::atomic<bool>& stop) {
+    std::minstd_rand random(seed);
+    ridgex_capture_param parm = Param();
+    std::vector<uint8_t> image(kImageBytes);
+    while (!stop) {
+        auto& slot = shared[random() % shared.size()];
+        const ridgex_handle dev = slot.load();
+        ridgex_capture_result result = Result();
+        uint32_t size = kImageBytes;
+        ridgex_handle opened = nullptr, empty = nullptr;
+        switch (random() % 6) {
+            case 0:
+                if (dev == nullptr && ridgex_open(name.c_str(), &opened) == RIDGEX_SUCCESS &&
+                    !slot.compare_exchange_strong(empty, opened)) {
+                    ridgex_close(opened);
+                }
+                break;
+            case 1:
+                CloseIfShared(dev);
+                break;
+            case 2:
+                ridgex_capture(dev, &parm, 20, &result, &size, image.data());
+                break;
+            case 3:
+                ridgex_capture_async(dev, &parm, dev, OnCapture);
+                break;
+            case 4:
+                ridgex_cancel(dev);
+                break;
+            default:
+                ridgex_get_device_status(dev, nullptr);
+                break;
+        }
+    }
+}
+
+TEST_F(fprint_reader, StressMixLeavesTheReaderUsable) {
+    Start();
+    const std::string name = List().at(0).name;
+    Stop();
+    ASSERT_EQ(ridgex_init(), RIDGEX_SUCCESS);
+    started_ = true;
+    std::atomic<bool> stop{false}, quiet{false};
+    std::thread feeder([&] {
+        std::minstd_rand random(3);
+        for (; !quiet; std::this_thread::sleep_for(2ms)) {
+            for (auto& slot : shared) {
+                if (Waiting(slot) &&
+                    !(random() % 4 ? finger_.SendImage(kWidth, kHeight, kFinger.data())
+                                   : finger_.SendCommand(sim::virtual_command::retry, 1))) {
+                    finger_.Connect(socket_, 50ms);
+                }
+            }
+        }
+    });
+    std::vector<std::thread> threads;
+    for (uint32_t seed = 11; seed < 15; ++seed) {
+        threads.emplace_back(Mix, seed, name, std::cref(stop));
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    stop = true;
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (auto& slot : shared) {
+        CloseIfShared(slot.load());
+    }
+    // The reader opens again once the last capture thread gave it back.
+    ASSERT_TRUE(Eventually([&] { return ridgex_open(name.c_str(), &dev_) == RIDGEX_SUCCESS; }));
+    quiet = true;
+    feeder.join();
+    ASSERT_TRUE(finger_.Connect(socket_));
+    ridgex_capture_result result = Result();
+    std::vector<uint8_t> image;
+    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
 }
 
 }  // namespace
