@@ -19,21 +19,38 @@ namespace {
 
 using namespace capture_test;
 constexpr uint32_t kHeight = kImageBytes / kWidth;
+constexpr char kName[] = "$05$virtual_image/0";
 const std::vector<uint8_t> kFinger = sim::SyntheticFinger(7, kWidth, kHeight);
+
+// True while a capture on `dev` waits for a finger.
+bool Waiting(ridgex_handle dev) {
+    ridgex_device_status status{};
+    return ridgex_get_device_status(dev, &status) == RIDGEX_SUCCESS &&
+           (status.status_data & 1) != 0;
+}
+
+std::vector<ridgex_device_info> List() {
+    std::vector<ridgex_device_info> readers(4);
+    readers[0].size = sizeof(ridgex_device_info);
+    uint32_t count = 4;
+    EXPECT_EQ(ridgex_query_devices(&count, readers.data()), RIDGEX_SUCCESS);
+    readers.resize(count);
+    return readers;
+}
 
 class fprint_reader : public ::testing::Test {
   protected:
     void SetUp() override { setenv("FP_VIRTUAL_IMAGE", socket_.c_str(), 1); }
     void TearDown() override { Stop(); }
 
-    // Starts the library, opens the virtual reader and connects to it.
-    void Start() {
+    // Starts the library and, with `open`, opens the virtual reader and
+    // connects to it.
+    void Start(bool open = true) {
         ASSERT_EQ(ridgex_init(), RIDGEX_SUCCESS);
         started_ = true;
-        const std::vector<ridgex_device_info> readers = List();
-        ASSERT_EQ(readers.size(), 1u);
-        ASSERT_EQ(ridgex_open(readers[0].name, &dev_), RIDGEX_SUCCESS);
-        ASSERT_TRUE(finger_.Connect(socket_));
+        ASSERT_EQ(List().size(), 1u);
+        ASSERT_TRUE(!open || ridgex_open(kName, &dev_) == RIDGEX_SUCCESS);
+        ASSERT_TRUE(!open || finger_.Connect(socket_));
     }
     void Stop() {
         if (dev_ != nullptr) {
@@ -44,47 +61,31 @@ class fprint_reader : public ::testing::Test {
             ridgex_exit();
             started_ = false;
         }
+        finger_.Disconnect();
     }
-    // True while a capture on `dev` waits for a finger.
-    static bool Waiting(ridgex_handle dev) {
-        ridgex_device_status status{};
-        return ridgex_get_device_status(dev, &status) == RIDGEX_SUCCESS &&
-               (status.status_data & 1) != 0;
-    }
-    static std::vector<ridgex_device_info> List() {
-        std::vector<ridgex_device_info> readers(4);
-        readers[0].size = sizeof(ridgex_device_info);
-        uint32_t count = 4;
-        EXPECT_EQ(ridgex_query_devices(&count, readers.data()), RIDGEX_SUCCESS);
-        readers.resize(count);
-        return readers;
-    }
-    // A capture with room for the finger's record in `fmt`.
-    ridgex_result Capture(uint32_t fmt, ridgex_capture_result& result, std::vector<uint8_t>& image,
+    // A capture into result_ and image_, with room for the finger's record.
+    ridgex_result Capture(uint32_t fmt = RIDGEX_IMG_FMT_RAW,
                           uint32_t timeout = RIDGEX_TIMEOUT_INFINITE) {
         ridgex_capture_param parm = Param(fmt);
-        image.assign(kImageBytes + 50, 0);
-        auto size = static_cast<uint32_t>(image.size());
+        result_ = Result();
+        image_.assign(kImageBytes + 50, 0);
+        auto size = static_cast<uint32_t>(image_.size());
         const ridgex_result status =
-            ridgex_capture(dev_, &parm, timeout, &result, &size, image.data());
-        image.resize(status == RIDGEX_SUCCESS ? size : 0);
+            ridgex_capture(dev_, &parm, timeout, &result_, &size, image_.data());
+        image_.resize(status == RIDGEX_SUCCESS ? size : 0);
         return status;
     }
-
     // Starts a capture and, once it waits for a finger, lets `send` feed the
     // virtual reader: what the reader reads while nothing waits is lost.
     template <typename Send>
-    ridgex_result CaptureWith(Send send, ridgex_capture_result& result, std::vector<uint8_t>& image,
-                              uint32_t fmt = RIDGEX_IMG_FMT_RAW) {
-        auto capture = std::async(std::launch::async, [&] { return Capture(fmt, result, image); });
+    ridgex_result CaptureWith(Send send, uint32_t fmt = RIDGEX_IMG_FMT_RAW) {
+        auto capture = std::async(std::launch::async, [&] { return Capture(fmt); });
         EXPECT_TRUE(Eventually([this] { return Waiting(dev_); }));
         send();
         return capture.get();
     }
-    ridgex_result CaptureFinger(ridgex_capture_result& result, std::vector<uint8_t>& image,
-                                uint32_t fmt = RIDGEX_IMG_FMT_RAW) {
-        return CaptureWith([this] { finger_.SendImage(kWidth, kHeight, kFinger.data()); }, result,
-                           image, fmt);
+    ridgex_result CaptureFinger(uint32_t fmt = RIDGEX_IMG_FMT_RAW) {
+        return CaptureWith([this] { finger_.SendImage(kWidth, kHeight, kFinger.data()); }, fmt);
     }
 
     ridgex_test::TempFolder folder_;
@@ -92,28 +93,36 @@ class fprint_reader : public ::testing::Test {
     sim::virtual_finger finger_;
     ridgex_handle dev_ = nullptr;
     bool started_ = false;
+    ridgex_capture_result result_ = Result();
+    std::vector<uint8_t> image_;
 };
 
 TEST_F(fprint_reader, ListsTheReaderAndDeliversTheSentPixelsInEveryFormat) {
     Start();
     const ridgex_device_info info = List().at(0);
-    EXPECT_STREQ(info.name, "$05$virtual_image/0");
+    EXPECT_STREQ(info.name, kName);
     EXPECT_STREQ(info.vendor_name, "Virtual");
     EXPECT_STREQ(info.product_name, "Virtual image device for debugging");
     for (const auto& [fmt, header] : {std::pair{RIDGEX_IMG_FMT_RAW, 0u},
                                       {RIDGEX_IMG_FMT_ISO19794, 46u},
                                       {RIDGEX_IMG_FMT_ANSI381, 50u}}) {
         SCOPED_TRACE(header);
-        ridgex_capture_result result = Result();
-        std::vector<uint8_t> image;
-        ASSERT_EQ(CaptureFinger(result, image, fmt), RIDGEX_SUCCESS);
-        EXPECT_EQ(result.success, 1u);
-        EXPECT_EQ(result.info.width, kWidth);
-        EXPECT_EQ(result.info.height, kHeight);
-        EXPECT_EQ(result.info.res, 500u);
-        ASSERT_EQ(image.size(), header + kImageBytes);
-        EXPECT_TRUE(std::equal(kFinger.begin(), kFinger.end(), image.begin() + header));
+        ASSERT_EQ(CaptureFinger(fmt), RIDGEX_SUCCESS);
+        EXPECT_EQ(result_.success, 1u);
+        EXPECT_EQ(result_.info.width, kWidth);
+        EXPECT_EQ(result_.info.height, kHeight);
+        EXPECT_EQ(result_.info.res, 500u);
+        ASSERT_EQ(image_.size(), header + kImageBytes);
+        EXPECT_TRUE(std::equal(kFinger.begin(), kFinger.end(), image_.begin() + header));
     }
+    // The capabilities know the image now.
+    ridgex_device_caps caps{};
+    caps.size = sizeof(caps);
+    ASSERT_EQ(ridgex_get_device_capabilities(dev_, &caps), RIDGEX_SUCCESS);
+    EXPECT_EQ(caps.cap_word_3, kWidth);
+    EXPECT_EQ(caps.cap_word_4, kHeight);
+    EXPECT_EQ(caps.resolution_cnt, 1u);
+    EXPECT_EQ(caps.resolutions[0], 500u);
 }
 
 // What libfprint reports instead of an image, and what the client sees.
@@ -124,7 +133,7 @@ struct outcome_case {
     uint32_t quality;
 };
 
-TEST_F(fprint_reader, RetriesAndDeviceErrorsEndTheCaptureAndTheNextOneWorks) {
+TEST_F(fprint_reader, RetriesErrorsTimeoutsAndUnpluggingEndTheCapture) {
     using enum sim::virtual_command;
     Start();
     for (const outcome_case& c : {
@@ -135,29 +144,15 @@ TEST_F(fprint_reader, RetriesAndDeviceErrorsEndTheCaptureAndTheNextOneWorks) {
              {device_error, 0, RIDGEX_E_DEVICE_FAILURE, RIDGEX_QUALITY_CANCELED},
          }) {
         SCOPED_TRACE(c.quality);
-        ridgex_capture_result result = Result();
-        std::vector<uint8_t> image;
-        EXPECT_EQ(CaptureWith([&] { finger_.SendCommand(c.command, c.argument); }, result, image),
-                  c.status);
-        EXPECT_EQ(result.success, 0u);
-        EXPECT_EQ(result.quality, c.quality);
-        EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
-        EXPECT_EQ(result.success, 1u);
+        EXPECT_EQ(CaptureWith([&] { finger_.SendCommand(c.command, c.argument); }), c.status);
+        EXPECT_EQ(result_.success, 0u);
+        EXPECT_EQ(result_.quality, c.quality);
+        EXPECT_EQ(CaptureFinger(), RIDGEX_SUCCESS) << "the reader is still there";
     }
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image;
-    EXPECT_EQ(Capture(RIDGEX_IMG_FMT_RAW, result, image, 30), RIDGEX_SUCCESS);
-    EXPECT_EQ(result.quality, RIDGEX_QUALITY_TIMED_OUT);
-}
-
-TEST_F(fprint_reader, UnpluggedWhileWaitingFailsTheCaptureAndLeavesTheList) {
-    Start();
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image;
-    EXPECT_EQ(
-        CaptureWith([&] { finger_.SendCommand(sim::virtual_command::unplug, 0); }, result, image),
-        RIDGEX_E_DEVICE_FAILURE);
-    EXPECT_EQ(result.quality, RIDGEX_QUALITY_CANCELED);
+    EXPECT_EQ(Capture(RIDGEX_IMG_FMT_RAW, 30), RIDGEX_SUCCESS);
+    EXPECT_EQ(result_.quality, RIDGEX_QUALITY_TIMED_OUT);
+    EXPECT_EQ(CaptureWith([&] { finger_.SendCommand(unplug, 0); }), RIDGEX_E_DEVICE_FAILURE);
+    EXPECT_EQ(result_.quality, RIDGEX_QUALITY_CANCELED);
     EXPECT_TRUE(List().empty());
 }
 
@@ -183,9 +178,7 @@ TEST_F(fprint_reader, CancelFromAnotherThreadOrTheCapturesSignalHandlerEndsTheWa
         EXPECT_EQ(capture.result.quality, RIDGEX_QUALITY_CANCELED);
     }
     sigaction(SIGUSR1, &previous, nullptr);
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image;
-    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+    EXPECT_EQ(CaptureFinger(), RIDGEX_SUCCESS);
 }
 
 // A GLib client runs its main loop on the default context before and during
@@ -203,11 +196,9 @@ TEST_F(fprint_reader, WorksWhileTheClientRunsItsOwnMainLoop) {
     std::thread client([loop] { g_main_loop_run(loop); });
     ASSERT_TRUE(Eventually([&] { return ticks > 0; }));
     Start();
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image;
     const int before = ticks;
-    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
-    EXPECT_EQ(image, kFinger);
+    EXPECT_EQ(CaptureFinger(), RIDGEX_SUCCESS);
+    EXPECT_EQ(image_, kFinger);
     EXPECT_TRUE(Eventually([&] { return ticks > before; })) << "the client's loop stood still";
     Stop();
     g_main_loop_quit(loop);
@@ -220,18 +211,15 @@ TEST_F(fprint_reader, StartsCapturesAndStopsThreeTimesInOneProcess) {
     for (int round = 0; round < 3; ++round) {
         SCOPED_TRACE(round);
         ASSERT_NO_FATAL_FAILURE(Start());
-        ridgex_capture_result result = Result();
-        std::vector<uint8_t> image;
-        EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
-        EXPECT_EQ(image, kFinger);
+        EXPECT_EQ(CaptureFinger(), RIDGEX_SUCCESS);
+        EXPECT_EQ(image_, kFinger);
         Stop();
-        finger_.Disconnect();
     }
 }
 
 // The stress test's mix against the virtual reader: opens and closes,
 // blocking and asynchronous captures, cancels from other threads and from
-// callbacks, and status, while a feeder hands images and retries to any
+// callbacks, while a feeder hands images and retries to any
 // capture that waits. Afterwards the reader still opens and captures.
 std::array<std::atomic<ridgex_handle>, 2> shared;
 
@@ -252,7 +240,7 @@ void OnCapture(void* dev, uint32_t, uint32_t, ridgex_capture_callback_data*) {
     }
 }
 
-void Mix(uint32_t seed, const std::string& name, const std::atomic<bool>& stop) {
+void Mix(uint32_t seed, const std::atomic<bool>& stop) {
     std::minstd_rand random(seed);
     ridgex_capture_param parm = Param();
     std::vector<uint8_t> image(kImageBytes);
@@ -262,38 +250,30 @@ void Mix(uint32_t seed, const std::string& name, const std::atomic<bool>& stop) 
         ridgex_capture_result result = Result();
         uint32_t size = kImageBytes;
         ridgex_handle opened = nullptr, empty = nullptr;
-        switch (random() % 6) {
+        switch (random() % 4) {
             case 0:
-                if (dev == nullptr && ridgex_open(name.c_str(), &opened) == RIDGEX_SUCCESS &&
-                    !slot.compare_exchange_strong(empty, opened)) {
+                if (dev != nullptr) {
+                    CloseIfShared(dev);
+                } else if (ridgex_open(kName, &opened) == RIDGEX_SUCCESS &&
+                           !slot.compare_exchange_strong(empty, opened)) {
                     ridgex_close(opened);
                 }
                 break;
             case 1:
-                CloseIfShared(dev);
-                break;
-            case 2:
                 ridgex_capture(dev, &parm, 20, &result, &size, image.data());
                 break;
-            case 3:
+            case 2:
                 ridgex_capture_async(dev, &parm, dev, OnCapture);
                 break;
-            case 4:
-                ridgex_cancel(dev);
-                break;
             default:
-                ridgex_get_device_status(dev, nullptr);
+                ridgex_cancel(dev);
                 break;
         }
     }
 }
 
 TEST_F(fprint_reader, StressMixLeavesTheReaderUsable) {
-    Start();
-    const std::string name = List().at(0).name;
-    Stop();
-    ASSERT_EQ(ridgex_init(), RIDGEX_SUCCESS);
-    started_ = true;
+    Start(false);
     std::atomic<bool> stop{false}, quiet{false};
     std::thread feeder([&] {
         std::minstd_rand random(3);
@@ -309,7 +289,7 @@ TEST_F(fprint_reader, StressMixLeavesTheReaderUsable) {
     });
     std::vector<std::thread> threads;
     for (uint32_t seed = 11; seed < 15; ++seed) {
-        threads.emplace_back(Mix, seed, name, std::cref(stop));
+        threads.emplace_back(Mix, seed, std::cref(stop));
     }
     std::this_thread::sleep_for(std::chrono::seconds(2));
     stop = true;
@@ -319,14 +299,12 @@ TEST_F(fprint_reader, StressMixLeavesTheReaderUsable) {
     for (auto& slot : shared) {
         CloseIfShared(slot.load());
     }
-    // The reader opens again once the last capture thread gave it back.
-    ASSERT_TRUE(Eventually([&] { return ridgex_open(name.c_str(), &dev_) == RIDGEX_SUCCESS; }));
     quiet = true;
     feeder.join();
+    // The reader opens again once the last capture thread gave it back.
+    ASSERT_TRUE(Eventually([&] { return ridgex_open(kName, &dev_) == RIDGEX_SUCCESS; }));
     ASSERT_TRUE(finger_.Connect(socket_));
-    ridgex_capture_result result = Result();
-    std::vector<uint8_t> image;
-    EXPECT_EQ(CaptureFinger(result, image), RIDGEX_SUCCESS);
+    EXPECT_EQ(CaptureFinger(), RIDGEX_SUCCESS);
 }
 
 }  // namespace
