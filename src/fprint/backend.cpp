@@ -66,6 +66,9 @@ ridgex_result backend_t::Exit() {
 }
 
 ridgex_result backend_t::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* dev_infos) {
+    if (context_ == nullptr) {
+        return RIDGEX_E_FAILURE;
+    }
     if (dev_cnt == nullptr || (*dev_cnt != 0 && dev_infos == nullptr)) {
         return RIDGEX_E_INVALID_PARAMETER;
     }
@@ -81,6 +84,9 @@ ridgex_result backend_t::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* dev
 }
 
 ridgex_result backend_t::Open(const char* dev_name, ridgex_handle* pdev) {
+    if (context_ == nullptr) {
+        return RIDGEX_E_FAILURE;
+    }
     if (dev_name == nullptr || pdev == nullptr) {
         return RIDGEX_E_INVALID_PARAMETER;
     }
