@@ -61,7 +61,6 @@ class fprint_reader : public ::testing::Test {
             ridgex_exit();
             started_ = false;
         }
-        finger_.Disconnect();
     }
     // A capture into result_ and image_, with room for the finger's record.
     ridgex_result Capture(uint32_t fmt = RIDGEX_IMG_FMT_RAW,
@@ -223,12 +222,9 @@ TEST_F(fprint_reader, StartsCapturesAndStopsThreeTimesInOneProcess) {
 // capture that waits. Afterwards the reader still opens and captures.
 std::array<std::atomic<ridgex_handle>, 2> shared;
 
-void CloseIfShared(ridgex_handle dev) {
-    for (auto& slot : shared) {
-        ridgex_handle expected = dev;
-        if (dev != nullptr && slot.compare_exchange_strong(expected, nullptr)) {
-            ridgex_close(dev);
-        }
+void CloseShared(std::atomic<ridgex_handle>& slot) {
+    if (const ridgex_handle dev = slot.exchange(nullptr)) {
+        ridgex_close(dev);
     }
 }
 
@@ -253,7 +249,7 @@ void Mix(uint32_t seed, const std::atomic<bool>& stop) {
         switch (random() % 4) {
             case 0:
                 if (dev != nullptr) {
-                    CloseIfShared(dev);
+                    CloseShared(slot);
                 } else if (ridgex_open(kName, &opened) == RIDGEX_SUCCESS &&
                            !slot.compare_exchange_strong(empty, opened)) {
                     ridgex_close(opened);
@@ -297,7 +293,7 @@ TEST_F(fprint_reader, StressMixLeavesTheReaderUsable) {
         thread.join();
     }
     for (auto& slot : shared) {
-        CloseIfShared(slot.load());
+        CloseShared(slot);
     }
     quiet = true;
     feeder.join();
