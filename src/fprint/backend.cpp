@@ -62,6 +62,9 @@ ridgex_result backend_t::Exit() {
         done.Set(true);
     });
     worker_.Stop();
+    // Readers may change while the library is stopped.
+    std::lock_guard guard(geometry_lock_);
+    geometries_.clear();
     return RIDGEX_SUCCESS;
 }
 

@@ -67,7 +67,7 @@ class fprint_reader : public ::testing::Test {
                           uint32_t timeout = RIDGEX_TIMEOUT_INFINITE) {
         ridgex_capture_param parm = Param(fmt);
         result_ = Result();
-        image_.assign(kImageBytes + 50, 0);
+        image_.assign(room_, 0);
         auto size = static_cast<uint32_t>(image_.size());
         const ridgex_result status =
             ridgex_capture(dev_, &parm, timeout, &result_, &size, image_.data());
@@ -94,6 +94,7 @@ class fprint_reader : public ::testing::Test {
     bool started_ = false;
     ridgex_capture_result result_ = Result();
     std::vector<uint8_t> image_;
+    uint32_t room_ = kImageBytes + 50;
 };
 
 TEST_F(fprint_reader, ListsTheReaderAndDeliversTheSentPixelsInEveryFormat) {
@@ -122,6 +123,15 @@ TEST_F(fprint_reader, ListsTheReaderAndDeliversTheSentPixelsInEveryFormat) {
     EXPECT_EQ(caps.cap_word_4, kHeight);
     EXPECT_EQ(caps.resolution_cnt, 1u);
     EXPECT_EQ(caps.resolutions[0], 500u);
+    // An image larger than the room waits for the next call, which needs no
+    // finger then.
+    const std::vector<uint8_t> larger = sim::SyntheticFinger(8, kWidth, kHeight + 40);
+    room_ = kImageBytes;
+    EXPECT_EQ(CaptureWith([&] { finger_.SendImage(kWidth, kHeight + 40, larger.data()); }),
+              RIDGEX_E_MORE_DATA);
+    room_ = kWidth * (kHeight + 40);
+    EXPECT_EQ(Capture(RIDGEX_IMG_FMT_RAW, 2000), RIDGEX_SUCCESS);
+    EXPECT_EQ(image_, larger);
 }
 
 // What libfprint reports instead of an image, and what the client sees.
