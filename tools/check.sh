@@ -27,3 +27,8 @@ run_suite build
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run_suite build-asan -DRIDGEX_ASAN=ON -DRIDGEX_BENCHMARKS=OFF
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite build-tsan -DRIDGEX_TSAN=ON -DRIDGEX_BENCHMARKS=OFF
+# Line and branch coverage of src/, held above the floors in
+# tools/coverage-floor.txt; then every fuzz target for a short while, two
+# at a time, from its seeds.
+tools/coverage.sh
+tools/fuzz.sh 60

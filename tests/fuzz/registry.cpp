@@ -1,7 +1,8 @@
 // The .reg parser over any text: the first piece names the key to look for,
 // the rest is the store. Also looks up a fixed key, which most seeds name.
-#include "fuzz_input.h"
 #include "platform/registry.h"
+
+#include "fuzz_input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::Input input(data, size);
