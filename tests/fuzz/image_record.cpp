@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr uint32_t kMaxBytes = 1 << 22;
+constexpr uint32_t kMaxBytes = 1 << 20;
 
 // `size` zero bytes at `offset` from a 64-byte boundary, nothing behind them.
 std::unique_ptr<uint8_t[], decltype(&std::free)> Place(uint32_t offset, uint32_t size) {
