@@ -13,13 +13,12 @@ namespace {
 
 constexpr uint32_t kMaxBytes = 1 << 20;
 
-// `size` zero bytes at `offset` from a 64-byte boundary, nothing behind them.
+// `size` bytes at `offset` from a 64-byte boundary, nothing behind them.
 std::unique_ptr<uint8_t[], decltype(&std::free)> Place(uint32_t offset, uint32_t size) {
     void* block = nullptr;
     if (posix_memalign(&block, 64, offset + size) != 0) {
         std::abort();
     }
-    std::memset(block, 0, offset + size);
     return {static_cast<uint8_t*>(block), &std::free};
 }
 
