@@ -26,6 +26,7 @@ echo "== tests ${build}"
 read -r line_floor branch_floor < <(grep -v '^#' tools/coverage-floor.txt)
 echo "== coverage of src/ (floors: ${line_floor}% of lines, ${branch_floor}% of branches)"
 gcovr --root . --object-directory "${build}" --filter 'src/' -j 1 \
+    --exclude-directories "${build}/CMakeFiles" \
     --exclude-throw-branches --exclude-unreachable-branches \
     --txt "${build}/coverage.txt" --print-summary \
     --fail-under-line "${line_floor}" --fail-under-branch "${branch_floor}"

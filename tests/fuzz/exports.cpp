@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                            : pick == 0xFF                                     ? nullptr
                                                                               : text.c_str();
         std::vector<uint8_t> room(in.Take(2) % 200000 + 64);
-        uint32_t room_size = static_cast<uint32_t>(room.size()) - in.Take(1);
+        uint32_t room_size = static_cast<uint32_t>(room.size()) - in.Take(1) % 64;
         const uint32_t formats[] = {RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_FMT_ANSI381,
                                     RIDGEX_IMG_FMT_ISO19794, in.Take(4)};
         const uint32_t procs[] = {RIDGEX_IMG_PROC_DEFAULT, RIDGEX_IMG_PROC_PAD2, in.Take(1)};
