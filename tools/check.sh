@@ -31,4 +31,4 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite build-tsan -DRIDG
 # tools/coverage-floor.txt; then every fuzz target for a short while, two
 # at a time, from its seeds.
 tools/coverage.sh
-tools/fuzz.sh 60
+tools/fuzz.sh 45
