@@ -8,6 +8,7 @@
 # Usage: tools/coverage.sh
 set -euo pipefail
 cd "$(dirname "$0")/.."
+tools/install-packages.sh
 build=build-cov
 jobs=$(nproc)
 flags="--coverage -fprofile-update=atomic"

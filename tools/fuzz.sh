@@ -9,6 +9,7 @@
 # Usage: tools/fuzz.sh [SECONDS [TARGET...]]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+tools/install-packages.sh
 seconds=${1:-60}
 shift || true
 build=build-fuzz
