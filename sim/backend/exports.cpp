@@ -180,7 +180,7 @@ ridgex_result ridgex_calibrate(ridgex_handle dev) {
     return on_handle(operation::calibrate, dev, [](session_t&) { return RIDGEX_SUCCESS; });
 }
 
-ridgex_result ridgex_led_config(ridgex_handle dev, uint32_t led_id, uint32_t) {
+ridgex_result ridgex_led_config(ridgex_handle dev, uint32_t led_id, uint32_t, void*) {
     return on_handle(operation::led_config, dev,
                      [&](session_t& session) { return sim::led_operation(session, led_id); });
 }

@@ -9,9 +9,17 @@ namespace {
 
 enum class Isa { kBaseline, kSsse3, kAvx2, kAvx512 };
 
-// The build's -O2 vectorises only loops that need no scalar remainder; the
-// row loops here all have one, and pay for it many times over.
+// gcc's -O2 vectorises only loops that need no scalar remainder; the row
+// loops here all have one, and pay for it many times over. clang (the
+// fuzzing build) vectorises them anyway and names the vector width its own
+// way.
+#if defined(__clang__)
+#define RIDGEX_VECTORIZE
+#define RIDGEX_AVX512_TARGET __attribute__((target("avx512bw,avx512vl"), min_vector_width(512)))
+#else
 #define RIDGEX_VECTORIZE __attribute__((optimize("tree-vectorize", "vect-cost-model=dynamic")))
+#define RIDGEX_AVX512_TARGET __attribute__((target("avx512bw,avx512vl,prefer-vector-width=512")))
+#endif
 
 // out[i] = in[count - 1 - i].
 template <Isa kIsa>
@@ -37,6 +45,10 @@ RIDGEX_IMAGE_INLINE void ReverseCopy(uint8_t* __restrict out, const uint8_t* __r
         const uint64_t head = std::min<uint64_t>(count, -reinterpret_cast<uintptr_t>(out) & 63);
         for (uint64_t i = 0; i < head; ++i) {
             out[i] = in[count - 1 - i];
+        }
+        // A run that ends before the next boundary has no aligned part.
+        if (head == count) {
+            return;
         }
         uint8_t* __restrict aligned =
             static_cast<uint8_t*>(__builtin_assume_aligned(out + head, 64));
@@ -145,10 +157,9 @@ __attribute__((target("avx2"))) RIDGEX_VECTORIZE void ResampleAvx2(
         {output, output_width, output_pixels, source, source_width, source_height, step, reverse});
 }
 
-__attribute__((target("avx512bw,avx512vl,prefer-vector-width=512"))) RIDGEX_VECTORIZE void
-ResampleAvx512(uint8_t* output, uint32_t output_width, uint32_t output_pixels,
-               const uint8_t* source, uint32_t source_width, uint32_t source_height, uint32_t step,
-               bool reverse) {
+RIDGEX_AVX512_TARGET RIDGEX_VECTORIZE void ResampleAvx512(
+    uint8_t* output, uint32_t output_width, uint32_t output_pixels, const uint8_t* source,
+    uint32_t source_width, uint32_t source_height, uint32_t step, bool reverse) {
     Resample<Isa::kAvx512>(
         {output, output_width, output_pixels, source, source_width, source_height, step, reverse});
 }
