@@ -11,10 +11,12 @@ set(CPACK_PACKAGE_CONTACT "libridgex maintainers <maintainers@users.noreply.c-se
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-# A backend built here that needs libraries of its own (libfprint's, as
-# libridgex_ember.so beside libridgex.so) is best a component and package of
-# its own, so that libridgex3 does not depend on them: add it here and below.
+# The libfprint backend (libridgex_ember.so beside libridgex.so) is a
+# package of its own, so that libridgex3 does not depend on libfprint.
 set(CPACK_COMPONENTS_ALL library dev tools simulators)
+if(TARGET ridgex_fprint)
+    list(APPEND CPACK_COMPONENTS_ALL fprint)
+endif()
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -69,5 +71,14 @@ Simulated reader library, backend libraries and liveness scorer, for
 trying and testing libridgex programs without hardware. They lie in
 /usr/lib/.../ridgex/simulators, which the loader does not search unless
 LD_LIBRARY_PATH names it, so they never stand in for real backends.")
+
+set(CPACK_DEBIAN_FPRINT_PACKAGE_NAME ridgex-fprint)
+set(CPACK_DEBIAN_FPRINT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_FPRINT_PACKAGE_DEPENDS "libridgex${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_FPRINT_DESCRIPTION "fingerprint reader access for Linux - readers through libfprint
+The backend that gives libridgex every fingerprint reader libfprint can
+drive and that can capture images, in the last backend slot
+(libridgex_ember.so), and ridgex-virtual-finger, which puts a finger on
+libfprint's virtual image reader for trying programs without hardware.")
 
 include(CPack)

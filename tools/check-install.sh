@@ -149,6 +149,8 @@ depends() {
 depends libridgex-dev "libridgex3 (= ${version}-1)"
 depends ridgex-tools "libridgex3 (>= ${version})"
 depends ridgex-simulators "libridgex3 (>= ${version})"
+depends ridgex-fprint "libridgex3 (>= ${version})"
+dpkg-deb -f "$(deb ridgex-fprint)" Depends | grep -q 'libfprint-2-2' || fail "ridgex-fprint lacks libfprint"
 dpkg-deb -f "$(deb libridgex3)" Depends | grep -q '^libc6 ' || fail "libridgex3 lacks libc6"
 
 echo "== dpkg -i into a scratch root"

@@ -33,6 +33,7 @@ TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 run_suite build-tsan -DRIDG
 # into a scratch root. Reuses the plain build; about 30 seconds.
 echo "== install check"
 tools/check-install.sh build
+
 # Line and branch coverage of src/, held above the floors in
 # tools/coverage-floor.txt; then every fuzz target for a short while, two
 # at a time, from its seeds.
