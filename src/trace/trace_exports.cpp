@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <new>
 
+#include "base/call_depth.h"
 #include "ridgex.h"
 #include "trace/trace_scope.h"
 
@@ -13,6 +14,11 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
     // Tracing is only switched from outside: the scope exists, and writes
     // something, whatever the configuration says at this moment.
     auto* opened = new (std::nothrow) CTraceScope(name, 0);
+    // The client's scope outlives this call: its code in between is not
+    // inside the library.
+    if (opened != nullptr) {
+        --call_depth::inside;
+    }
     if (scope != nullptr) {
         *scope = opened;
     } else {
@@ -21,6 +27,9 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_dispose(void* scope) {
+    if (scope != nullptr) {
+        ++call_depth::inside;
+    }
     delete static_cast<CTraceScope*>(scope);
 }
 
