@@ -134,6 +134,38 @@ TEST_F(Liveness, RefusedImageIsErasedPassedOrFailedChecksLeaveIt) {
     EXPECT_EQ(ScorerCalls("get_score"), 7);
 }
 
+// Two readers scored at once keep their own verdicts, and closing one while
+// the other is scored takes it off the list without a race (the
+// ThreadSanitizer build checks that) and leaves the scorer to the other.
+TEST_F(Liveness, ReadersScoredAtOnceKeepTheirVerdictsWhileOneCloses) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    std::atomic<bool> stop{false};
+    std::atomic<uint32_t> live_scored{0}, wrong{0};
+    std::thread scoring([&] {
+        while (!stop) {
+            const capture_t seen = Capture(live);
+            wrong += seen.status != RIDGEX_SUCCESS || seen.result.quality != RIDGEX_QUALITY_GOOD;
+            ++live_scored;
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const capture_t seen = Capture(fake);
+        wrong += seen.status != RIDGEX_SUCCESS || seen.result.quality != RIDGEX_QUALITY_REJECTED;
+    }
+    const uint32_t before = live_scored;
+    EXPECT_EQ(ridgex_close(fake), RIDGEX_SUCCESS);
+    EXPECT_TRUE(Eventually([&] { return live_scored > before + 2; }));
+    stop = true;
+    scoring.join();
+    EXPECT_EQ(wrong.load(), 0u) << "a verdict went to the other reader";
+    EXPECT_TRUE(Listed(live));
+    EXPECT_TRUE(SpoofDetector::Instance().isInitialized());
+}
+
 // Also closing the last listed reader stops the scorer, and the threshold
 // and the known readers outlive the library's exit.
 TEST_F(Liveness, ListsEachReaderOnceAndAListThatCannotGrowStopsTheScorer) {
