@@ -162,8 +162,7 @@ TEST_F(Cancel, HandlerOnAThreadHeldInsideTheLibraryNeverWaits) {
                 Status(automatic);
             }
         });
-        ASSERT_TRUE(Eventually([] { return holder::held != 0; }));
-        ASSERT_TRUE(WaitAsleep(holder::held));
+        ASSERT_TRUE(Eventually([] { return holder::held != 0; }) && WaitAsleep(holder::held));
         syscall(SYS_tgkill, getpid(), holder::held.load(), SIGUSR1);
         EXPECT_TRUE(Eventually([] { return handler_result != 0xFFFFFFFFu; })) << "it waited";
         holder::released = true;
