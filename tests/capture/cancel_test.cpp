@@ -177,6 +177,7 @@ TEST_F(Cancel, HandlerOnAThreadHeldInsideTheLibraryNeverWaits) {
     }
     handler_idle = nullptr;
     seam_hook = nullptr;
+    EXPECT_TRUE(WaitForThreadCount(threads_at_start_)) << "before the registry goes";
     sigaction(SIGUSR1, &previous, nullptr);
     registry.Write("");
     SlvTraceNS::RestoreLoadState();
