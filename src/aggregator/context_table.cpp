@@ -32,7 +32,8 @@ AGGREGATOR_DEVICE_CONTEXT* context_table_t::Append() {
         if (chunk >= kMaxChunks) {
             return nullptr;
         }
-        void* block = platform::reallocate(nullptr, sizeof(AGGREGATOR_DEVICE_CONTEXT) * kChunkRecords);
+        void* block =
+            platform::reallocate(nullptr, sizeof(AGGREGATOR_DEVICE_CONTEXT) * kChunkRecords);
         if (block == nullptr) {
             return nullptr;
         }

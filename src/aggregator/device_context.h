@@ -15,8 +15,6 @@ struct AGGREGATOR_DEVICE_CONTEXT {
     ridgex_handle handle;                  // the backend's own handle; 0 in a free record
     ridgex_capture_param capture_parm;     // parameters of a running asynchronous capture
     std::atomic<int32_t> locking_counter;  // busy lock: 0 free, 1 held
-    // The three signals are made with the record's first reader and kept
-    // for every later one, so that no release frees anything.
     signal_t* pSigStartCapture;            // a capture is entering the backend
     signal_t* pSigFinishCapture;           // a blocking capture left the backend
     signal_t* pSigFinishAsyncCapture;      // an asynchronous capture ended
@@ -39,8 +37,10 @@ struct AGGREGATOR_DEVICE_CONTEXT {
     // record only when this is false.
     std::atomic<bool> in_use;
 
-    // Every field zero but the signals, which are only cleared; in_use goes
-    // last, so that an open never meets a record half cleared.
+    // Every field zero but the signals, which are only cleared: a record
+    // makes them with its first reader and keeps them for every later one,
+    // so that no release frees anything. in_use goes last, so that an open
+    // never meets a record half cleared.
     void Clear();
     // Destroys the three signals, in the order of the fields.
     void ReleaseSignals();
