@@ -9,6 +9,18 @@
 
 using SlvTraceNS::CTraceScope;
 
+namespace {
+
+// The client's own records are written under the trace lock: while one is,
+// the thread is inside the library, and a signal handler there must not
+// wait for a capture that may need the lock.
+struct inside_library {
+    inside_library() { ++call_depth::inside; }
+    ~inside_library() { --call_depth::inside; }
+};
+
+}  // namespace
+
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const char* name,
                                                                           void** scope) {
     // Tracing is only switched from outside: the scope exists, and writes
@@ -38,6 +50,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
     // The caller passes no values, so the text is written as it stands: a
     // percent sign in it never makes the formatter read a missing value.
     if (scope != nullptr) {
+        inside_library inside;
         static_cast<CTraceScope*>(scope)->Text(format);
     }
 }
@@ -46,6 +59,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_error(void* 
                                                                           const char* message,
                                                                           uint32_t code) {
     if (scope != nullptr) {
+        inside_library inside;
         static_cast<CTraceScope*>(scope)->Result(message, code);
     }
 }
