@@ -15,8 +15,22 @@
  *  - Every record layout below is a wire format, shared with the backend
  *    libraries that export the same functions (64-bit, little-endian).
  *  - Operations may be called from any thread, also from inside the
- *    asynchronous capture callback; ridgex_cancel may be called from a signal
- *    handler. ridgex_exit must not race with running operations.
+ *    asynchronous capture callback. ridgex_exit must not race with running
+ *    operations.
+ *  - A signal handler may call ridgex_cancel and ridgex_close, and nothing
+ *    else of this library. If the handler interrupted a call of the library
+ *    on its own thread, both take no lock of the library, allocate and free
+ *    nothing, write no trace record and never wait. ridgex_cancel asks the
+ *    reader's capture to stop and returns the backend's answer to that
+ *    request; the capture then ends with RIDGEX_QUALITY_CANCELED.
+ *    ridgex_close does the same and gives the open's reference back: a
+ *    capture that still holds the reader closes it when it ends, as outside
+ *    a handler; otherwise the handle is invalid at once and the reader is
+ *    closed in its backend by the next call of the library outside a
+ *    handler, on any thread. If the handler interrupted its thread outside
+ *    the library, both act as on any other thread: the cancel waits for a
+ *    capture on another thread to end, and the close of a reader that
+ *    nothing else holds closes it in its backend there and then.
  */
 #ifndef RIDGEX_H
 #define RIDGEX_H

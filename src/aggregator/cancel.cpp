@@ -1,8 +1,10 @@
 // Cancel from anywhere: another thread, the client's callback on the
-// capture thread, or a signal handler on the thread inside ridgex_capture.
-// No lock is held while waiting, and on the capture's own thread nothing
-// waits at all.
+// capture thread, or a signal handler on any thread. No lock is taken at
+// all. Nothing waits on the capture's own thread, nor in a handler that
+// interrupted the library: that thread may hold what the capture needs to
+// end (docs/signals.md).
 #include "aggregator/lib_aggregator.h"
+#include "base/call_depth.h"
 #include "platform/thread.h"
 #include "trace/trace_scope.h"
 
@@ -87,6 +89,9 @@ ridgex_result CLibAggregator::Cancel(ridgex_handle dev) {
                 "on the same thread as capture, very likely inside the signal handler, "
                 "don't wait for capture to finish 0x%x",
                 status);
+        } else if (call_depth::Interrupting()) {
+            // A cancel that waits on another thread tells the backend again.
+            context->pSigStartCapture->Set();
         } else {
             status = WaitForCaptureEnd(scope, context, backend, status, round);
         }

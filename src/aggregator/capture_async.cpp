@@ -3,8 +3,10 @@
 // callback until a cancel or a failure ends the series.
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "aggregator/lib_aggregator.h"
+#include "base/call_depth.h"
 #include "base/spawn_thread.h"
 #include "platform/memory.h"
 #include "platform/thread.h"
@@ -153,7 +155,12 @@ ridgex_result CLibAggregator::CaptureSeries(CTraceScope& scope, ridgex_handle de
         }
         scope.Message("invoking the callback, buffer: %p, size: %d", static_cast<void*>(block),
                       static_cast<int>(callback_size));
+        // The client's code holds nothing of the library's: a cancel or a
+        // close in the callback, or in a handler that interrupts it, acts
+        // as on any thread outside the library.
+        const uint32_t depth = std::exchange(call_depth::inside, 0);
         context->async_callback(context->async_context, 0, callback_size, block);
+        call_depth::inside = depth;
         if (result.quality == RIDGEX_QUALITY_CANCELED) {
             scope.Message("async capture canceled (1)");
             return status;

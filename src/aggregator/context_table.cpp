@@ -1,52 +1,86 @@
 // The table of open readers: records found by handle, held by references,
 // and the busy lock.
 //
-// Records live behind pointers in the table and are allocated one by one: a
-// record handed out by IsValid is used without the context lock, so growing
-// the table must never move it. Only the table of pointers moves when it
-// grows by ten; a record stays at its address until the last ridgex_exit.
+// A record handed out by IsValid is used without any lock, so records never
+// move: they are made ten at a time in chunks that stay until the last
+// ridgex_exit (context_table.h). Finding a record, taking a reference and
+// giving one back are atomic operations on the record; only an open, which
+// looks for a free record and may add a chunk, takes the context lock.
 #include <cstring>
 #include <new>
 
 #include "aggregator/lib_aggregator.h"
+#include "base/call_depth.h"
+#include "base/test_seam.h"
+#include "liveness/spoof_detector.h"
+#include "platform/memory.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
 
-namespace {
-
-// The index of a handle: only its low 32 bits count.
-uint32_t HandleIndex(ridgex_handle dev) {
-    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(dev) - 1);
+AGGREGATOR_DEVICE_CONTEXT* context_table_t::At(uint32_t index) const {
+    if (index >= Count()) {
+        return nullptr;
+    }
+    return chunks_[index / kChunkRecords].load(std::memory_order_acquire) + index % kChunkRecords;
 }
 
-}  // namespace
+AGGREGATOR_DEVICE_CONTEXT* context_table_t::Append() {
+    const uint32_t index = count_.load(std::memory_order_relaxed);
+    const uint32_t chunk = index / kChunkRecords;
+    if (index % kChunkRecords == 0) {
+        if (chunk >= kMaxChunks) {
+            return nullptr;
+        }
+        void* block =
+            platform::reallocate(nullptr, sizeof(AGGREGATOR_DEVICE_CONTEXT) * kChunkRecords);
+        if (block == nullptr) {
+            return nullptr;
+        }
+        auto* records = static_cast<AGGREGATOR_DEVICE_CONTEXT*>(block);
+        for (uint32_t i = 0; i < kChunkRecords; ++i) {
+            new (&records[i]) AGGREGATOR_DEVICE_CONTEXT{};
+        }
+        chunks_[chunk].store(records, std::memory_order_release);
+    }
+    count_.store(index + 1, std::memory_order_release);
+    return chunks_[chunk].load(std::memory_order_relaxed) + index % kChunkRecords;
+}
+
+void context_table_t::Free() {
+    for (uint32_t i = 0; i < Count(); ++i) {
+        At(i)->ReleaseSignals();
+    }
+    for (auto& chunk : chunks_) {
+        platform::release(chunk.exchange(nullptr));
+    }
+    count_.store(0, std::memory_order_release);
+}
+
+AGGREGATOR_DEVICE_CONTEXT* CLibAggregator::RecordOf(ridgex_handle dev) {
+    // Only the low 32 bits of a handle count.
+    return context_table_.At(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(dev) - 1));
+}
 
 // Under the context lock: the lowest free record, or a new one at the end.
 AGGREGATOR_DEVICE_CONTEXT* CLibAggregator::OpenRecord(uint32_t* index) {
-    for (size_t i = 0; i < context_table_.count; ++i) {
-        if (context_table_.items[i]->nReferenceCnt == 0) {
-            *index = static_cast<uint32_t>(i);
-            return context_table_.items[i];
+    PassSeam(seam_point::insert);
+    const uint32_t count = context_table_.Count();
+    for (uint32_t i = 0; i < count; ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* record = context_table_.At(i);
+        if (!record->in_use.load(std::memory_order_acquire)) {
+            *index = i;
+            return record;
         }
     }
-    auto* record = new (std::nothrow) AGGREGATOR_DEVICE_CONTEXT{};
-    if (record == nullptr) {
-        return nullptr;
-    }
-    const size_t end = context_table_.count;
-    if (!context_table_.Insert(end)) {
-        delete record;
-        return nullptr;
-    }
-    context_table_.items[end] = record;
-    *index = static_cast<uint32_t>(end);
-    return record;
+    *index = count;
+    return context_table_.Append();
 }
 
 ridgex_result CLibAggregator::AddContext(const char* dev_name, ridgex_handle* pdev,
                                          uint32_t lib_index, ridgex_dll_t* backend) {
     CTraceScope scope("CLibAggregator::AddContext", 0);
+    DrainPending();
     scoped_lock_t guard(context_lock_);
     uint32_t index = 0;
     if (OpenRecord(&index) == nullptr) {
@@ -59,47 +93,87 @@ ridgex_result CLibAggregator::AddContext(const char* dev_name, ridgex_handle* pd
 void CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
                                  uint32_t lib_index, ridgex_dll_t* backend) {
     CTraceScope scope("CLibAggregator::InitContext", 0);
-    AGGREGATOR_DEVICE_CONTEXT& context = *context_table_.items[index];
+    AGGREGATOR_DEVICE_CONTEXT& context = *context_table_.At(index);
     context.Clear();
+    context.in_use = true;
     context.handle = *pdev;
     context.lib_index = lib_index;
     std::strncpy(context.name, dev_name, sizeof(context.name) - 1);
-    context.nReferenceCnt = 1;
     context.open_reference = true;
     context.pBackend = backend;
-    context.pSigStartCapture = new signal_t();
-    context.pSigFinishCapture = new signal_t();
-    context.pSigFinishAsyncCapture = new signal_t();
+    if (context.pSigStartCapture == nullptr) {
+        context.pSigStartCapture = new signal_t();
+        context.pSigFinishCapture = new signal_t();
+        context.pSigFinishAsyncCapture = new signal_t();
+    }
+    // Last: from here a lookup by handle finds an open reader.
+    context.nReferenceCnt.store(1, std::memory_order_release);
     *pdev = reinterpret_cast<ridgex_handle>(uintptr_t{index} + 1);
 }
 
 AGGREGATOR_DEVICE_CONTEXT* CLibAggregator::IsValid(ridgex_handle dev) {
     CTraceScope scope("CLibAggregator::IsValid", 0);
-    scoped_lock_t guard(context_lock_);
-    const uint32_t index = HandleIndex(dev);
-    if (index < context_table_.count && context_table_.items[index]->handle != nullptr) {
-        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[index];
-        const int32_t count = ++context->nReferenceCnt;
-        scope.Message("pdev %p, handle %p, nReferenceCnt %ld ", dev, context->handle,
-                      static_cast<long>(count));
-        return context;
+    PassSeam(seam_point::is_valid);
+    if (!call_depth::Interrupting()) {
+        DrainPending();
     }
-    scope.Message(" !!! ERROR index 0x%x ", index);
+    AGGREGATOR_DEVICE_CONTEXT* context = RecordOf(dev);
+    // A reference is only ever added to a count that is not 0: a record
+    // whose last reference has gone is not brought back.
+    int32_t count = context != nullptr ? context->nReferenceCnt.load() : 0;
+    while (count > 0) {
+        if (context->nReferenceCnt.compare_exchange_weak(count, count + 1)) {
+            scope.Message("pdev %p, handle %p, nReferenceCnt %ld ", dev, context->handle,
+                          static_cast<long>(count + 1));
+            return context;
+        }
+    }
+    scope.Message(" !!! ERROR index 0x%x ",
+                  static_cast<uint32_t>(reinterpret_cast<uintptr_t>(dev) - 1));
     return nullptr;
 }
 
 void CLibAggregator::RelRef(AGGREGATOR_DEVICE_CONTEXT* context) {
     CTraceScope scope("CLibAggregator::RelRef", 0);
-    scoped_lock_t guard(context_lock_);
+    PassSeam(seam_point::rel_ref);
     const int32_t count = --context->nReferenceCnt;
     scope.Message("%ld ", static_cast<long>(count));
-    if (count != 0) {
+    if (call_depth::Interrupting()) {
+        if (count == 0) {
+            context->release_pending = true;
+            LeavePending();
+        }
         return;
     }
+    if (count == 0) {
+        Release(scope, context);
+    }
+    DrainPending();
+}
+
+void CLibAggregator::Release(CTraceScope& scope, AGGREGATOR_DEVICE_CONTEXT* context) {
     const ridgex_result status = context->pBackend->Close(context->handle);
     scope.Message(" Closed reader 0x%x ", status);
-    context->ReleaseSignals();
     context->Clear();
+}
+
+void CLibAggregator::DrainPendingSlow() {
+    CTraceScope scope("CLibAggregator::DrainPending", 0);
+    if (pending_.exchange(0) == 0) {
+        return;
+    }
+    // A handler marks the record before it counts, so a mark made after the
+    // count was taken here is found by the next drain.
+    const uint32_t count = context_table_.Count();
+    for (uint32_t i = 0; i < count; ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.At(i);
+        if (context->release_pending.exchange(false)) {
+            Release(scope, context);
+        }
+    }
+    if (liveness_list_.Empty()) {
+        SpoofDetector::Instance().Release();
+    }
 }
 
 ridgex_result CLibAggregator::LockReader(AGGREGATOR_DEVICE_CONTEXT* context) {
@@ -119,11 +193,8 @@ void CLibAggregator::UnlockReader(AGGREGATOR_DEVICE_CONTEXT* context) {
 }
 
 // At the last ridgex_exit, under the library lock and so without the
-// context lock: the records and the table's block go; the readers have been
+// context lock: the records and their signals go; the readers have been
 // closed in their backends already.
 void CLibAggregator::FreeContextTable() {
-    for (size_t i = 0; i < context_table_.count; ++i) {
-        delete context_table_.items[i];
-    }
     context_table_.Free();
 }

@@ -9,9 +9,11 @@ void AGGREGATOR_DEVICE_CONTEXT::Clear() {
     handle = nullptr;
     capture_parm = ridgex_capture_param{};
     locking_counter = 0;
-    pSigStartCapture = nullptr;
-    pSigFinishCapture = nullptr;
-    pSigFinishAsyncCapture = nullptr;
+    for (signal_t* signal : {pSigStartCapture, pSigFinishCapture, pSigFinishAsyncCapture}) {
+        if (signal != nullptr) {
+            signal->Reset();
+        }
+    }
     async_context = nullptr;
     async_callback = nullptr;
     capture_thread_id = 0;
@@ -21,6 +23,8 @@ void AGGREGATOR_DEVICE_CONTEXT::Clear() {
     image_size = 0;
     std::memset(name, 0, sizeof(name));
     open_reference = false;
+    release_pending = false;
+    in_use.store(false, std::memory_order_release);
 }
 
 void AGGREGATOR_DEVICE_CONTEXT::ReleaseSignals() {

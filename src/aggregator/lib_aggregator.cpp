@@ -79,13 +79,10 @@ ridgex_result CLibAggregator::Exit() {
     // The client has ended its captures and closed what it could; what is
     // still open is closed in its backend without looking at references.
     const bool threads_gone = StopCaptureThreads(scope);
-    for (size_t i = 0; i < context_table_.count; ++i) {
-        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
-        if (context != nullptr && context->handle != nullptr) {
+    for (uint32_t i = 0; i < context_table_.Count(); ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.At(i);
+        if (context->handle != nullptr) {
             SlotBackend(table[context->lib_index])->Close(context->handle);
-            if (threads_gone) {
-                context->ReleaseSignals();
-            }
         }
     }
     for (uint32_t slot = 0; slot < kBackendSlotCount; ++slot) {
@@ -124,8 +121,8 @@ bool CLibAggregator::StopCaptureThreads(CTraceScope& scope) {
     }
     // What still runs blocks in its backend's capture, away from its record.
     backend_slot_t* table = backend_table_.load();
-    for (size_t i = 0; i < context_table_.count; ++i) {
-        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.items[i];
+    for (uint32_t i = 0; i < context_table_.Count(); ++i) {
+        AGGREGATOR_DEVICE_CONTEXT* context = context_table_.At(i);
         if (context->handle != nullptr && context->async_thread_id != 0) {
             context->canceled = true;
             SlotBackend(table[context->lib_index])->Cancel(context->handle);

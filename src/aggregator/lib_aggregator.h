@@ -2,19 +2,21 @@
 // of six backends and the table of open readers. All state is static.
 //
 // Locks, outermost first: the library lock (Init, Exit), the context lock
-// (the context table, IsValid, RelRef and the backend's Close of a last
-// reference), then the backends' own locks. The two aggregator locks are
-// never held together, and none is held across a capture, a callback or the
-// wait of a cancel.
+// (making a record at open), then the backends' own locks. The two
+// aggregator locks are never held together, and none is held across a
+// capture, a callback or the wait of a cancel. Finding a record by handle,
+// taking and giving back references, cancel and close take no lock at all
+// (docs/signals.md).
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
 #include "aggregator/backend_slot.h"
+#include "aggregator/context_table.h"
 #include "aggregator/device_context.h"
+#include "base/handle_set.h"
 #include "base/lock_object.h"
-#include "base/vector.h"
 #include "ridgex.h"
 
 namespace SlvTraceNS {
@@ -23,10 +25,6 @@ class CTraceScope;
 
 class CLibAggregator {
   public:
-    // The pointer table of open readers; see OpenRecord for why records are
-    // kept behind pointers.
-    using context_table_t = vector_t<AGGREGATOR_DEVICE_CONTEXT*, 10>;
-
     static ridgex_result Init();
     static ridgex_result Exit();
 
@@ -38,7 +36,9 @@ class CLibAggregator {
     // or null. Every operation on a reader pairs it with RelRef.
     static AGGREGATOR_DEVICE_CONTEXT* IsValid(ridgex_handle dev);
     // Gives one reference back; the last one closes the reader in its
-    // backend and frees the record for reuse.
+    // backend and frees the record for reuse. In a signal handler that
+    // interrupted the library the last one only marks the record, and the
+    // next IsValid or RelRef outside a handler, on any thread, releases it.
     static void RelRef(AGGREGATOR_DEVICE_CONTEXT* context);
     // The busy lock: taken without waiting, or RIDGEX_E_DEVICE_BUSY.
     static ridgex_result LockReader(AGGREGATOR_DEVICE_CONTEXT* context);
@@ -85,7 +85,7 @@ class CLibAggregator {
     static ridgex_dll_t* Backend(uint32_t slot);
 
     // The client handles of the readers with the liveness check switched on.
-    static vector_t<void*, 10>& LivenessList() { return liveness_list_; }
+    static handle_set_t& LivenessList() { return liveness_list_; }
 
   private:
     // The body of the asynchronous capture thread; owns `parg`.
@@ -104,11 +104,27 @@ class CLibAggregator {
     // the scorer when the list is empty.
     static void ForgetLiveness(ridgex_handle dev);
 
+    // The record of a handle, open or not, without a reference; null for a
+    // handle that never had one.
+    static AGGREGATOR_DEVICE_CONTEXT* RecordOf(ridgex_handle dev);
+    // The backend's Close of a record whose last reference has gone; the
+    // record is free afterwards.
+    static void Release(SlvTraceNS::CTraceScope& scope, AGGREGATOR_DEVICE_CONTEXT* context);
+    // Outside a signal handler: does what handlers left to be done.
+    static void DrainPending() {
+        if (pending_.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+            DrainPendingSlow();
+        }
+    }
+    static void DrainPendingSlow();
+
     static ridgex_result AddContext(const char* dev_name, ridgex_handle* pdev, uint32_t lib_index,
                                     ridgex_dll_t* backend);
     static void InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
                             uint32_t lib_index, ridgex_dll_t* backend);
     static AGGREGATOR_DEVICE_CONTEXT* OpenRecord(uint32_t* index);
+    // Marks work that a signal handler could not do.
+    static void LeavePending() { pending_.fetch_add(1); }
     static void FreeContextTable();
     static bool StopCaptureThreads(SlvTraceNS::CTraceScope& scope);
 
@@ -117,8 +133,10 @@ class CLibAggregator {
     static context_table_t context_table_;
     static lock_object_t library_lock_;
     // The handles of readers with the liveness check switched on. No lock:
-    // the client keeps switching apart from running captures.
-    static vector_t<void*, 10> liveness_list_;
+    // captures read it while closes remove from it.
+    static handle_set_t liveness_list_;
+    // Releases and a scorer release that signal handlers left behind.
+    static inline std::atomic<uint32_t> pending_{0};
 
     static int32_t init_count_;  // guarded by library_lock_
     // Asynchronous capture threads that have not yet taken their last step.

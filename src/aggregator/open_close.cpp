@@ -86,17 +86,8 @@ ridgex_result CLibAggregator::CloseDevice(ridgex_handle dev) {
     const ridgex_result status = Cancel(dev);
     {
         CTraceScope pipe("CLibAggregator::ClosePipe", 0);
-        AGGREGATOR_DEVICE_CONTEXT* context = nullptr;
-        {
-            scoped_lock_t guard(context_lock_);
-            const uint32_t index = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(dev) - 1);
-            if (index < context_table_.count && context_table_.items[index]->handle != nullptr &&
-                context_table_.items[index]->open_reference) {
-                context = context_table_.items[index];
-                context->open_reference = false;
-            }
-        }
-        if (context != nullptr) {
+        AGGREGATOR_DEVICE_CONTEXT* context = RecordOf(dev);
+        if (context != nullptr && context->open_reference.exchange(false)) {
             RelRef(context);
         }
     }

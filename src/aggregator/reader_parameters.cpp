@@ -4,11 +4,10 @@
 #include <string_view>
 
 #include "aggregator/reader_frame.h"
+#include "base/call_depth.h"
 #include "liveness/spoof_detector.h"
 
 namespace {
-
-using liveness_list_t = vector_t<void*, 10>;
 
 // Readers of the built-in backend have no pad images to score.
 bool HasNoScoring(const AGGREGATOR_DEVICE_CONTEXT& context) {
@@ -20,21 +19,12 @@ bool HasByte(uint32_t size, const uint8_t* buffer) {
     return size != 0 && buffer != nullptr;
 }
 
-// The position of `dev` in the list, or the list's count.
-uint64_t Find(const liveness_list_t& list, ridgex_handle dev) {
-    uint64_t position = 0;
-    while (position < list.count && list.items[position] != dev) {
-        ++position;
-    }
-    return position;
-}
-
 ridgex_result SwitchLiveness(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT& context, bool wish) {
-    liveness_list_t& list = CLibAggregator::LivenessList();
+    handle_set_t& list = CLibAggregator::LivenessList();
     SpoofDetector& detector = SpoofDetector::Instance();
     // One model serves every listed reader; a new one comes only with the
     // first reader of an empty list.
-    if (wish && list.count == 0) {
+    if (wish && list.Empty()) {
         if (detector.isInitialized()) {
             detector.destroy();
         }
@@ -44,31 +34,29 @@ ridgex_result SwitchLiveness(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT& conte
             return status;
         }
     }
-    const uint64_t position = Find(list, dev);
-    if (position < list.count) {
+    if (list.Contains(dev)) {
         if (!wish) {
-            list.Remove(position);
-            if (list.count == 0) {
+            list.Remove(dev);
+            if (list.Empty()) {
                 detector.destroy();
             }
         }
         return RIDGEX_SUCCESS;
     }
     if (!wish) {
-        if (list.count == 0) {
+        if (list.Empty()) {
             detector.destroy();
         }
         return RIDGEX_SUCCESS;
     }
-    if (!list.Insert(list.count)) {
+    if (!list.Add(dev)) {
         // The list stands as before; a scorer started for it alone goes
         // again, so that scoring is off exactly when the list is empty.
-        if (list.count == 0) {
+        if (list.Empty()) {
             detector.destroy();
         }
         return RIDGEX_E_NO_MEMORY;
     }
-    list.items[list.count - 1] = dev;
     return RIDGEX_SUCCESS;
 }
 
@@ -106,8 +94,7 @@ ridgex_result CLibAggregator::GetParameter(ridgex_handle dev, uint32_t parm_id, 
                                            uint8_t* buffer) {
     return OnParameter(dev, parm_id, size, buffer, [&](AGGREGATOR_DEVICE_CONTEXT&) {
         if (parm_id == RIDGEX_PARMID_PAD_ENABLE) {
-            const liveness_list_t& list = LivenessList();
-            buffer[0] = Find(list, dev) < list.count ? 1 : 0;
+            buffer[0] = LivenessList().Contains(dev) ? 1 : 0;
         } else {
             buffer[0] = SpoofDetector::Instance().getFar();
         }
@@ -116,11 +103,15 @@ ridgex_result CLibAggregator::GetParameter(ridgex_handle dev, uint32_t parm_id, 
 }
 
 void CLibAggregator::ForgetLiveness(ridgex_handle dev) {
-    liveness_list_t& list = LivenessList();
-    list.Remove(Find(list, dev));
+    liveness_list_.Remove(dev);
     // Also when the list was empty before and the reader had nothing to do
-    // with scoring.
-    if (list.count == 0) {
-        SpoofDetector::Instance().destroy();
+    // with scoring. A handler that interrupted the library may have
+    // interrupted the scoring itself: the next call outside releases.
+    if (liveness_list_.Empty()) {
+        if (call_depth::Interrupting()) {
+            LeavePending();
+        } else {
+            SpoofDetector::Instance().Release();
+        }
     }
 }

@@ -31,13 +31,13 @@ class process_marker_t {
 
 // 1. The context lock and the table of open readers.
 lock_object_t CLibAggregator::context_lock_;
-CLibAggregator::context_table_t CLibAggregator::context_table_;
+context_table_t CLibAggregator::context_table_;
 // 2. The built-in backend.
 CFpapiShim CFpapiShim::instance_;
 // 3. The library lock.
 lock_object_t CLibAggregator::library_lock_;
 // 4. The liveness list.
-vector_t<void*, 10> CLibAggregator::liveness_list_;
+handle_set_t CLibAggregator::liveness_list_;
 // 5. The trace lock.
 SlvTraceNS::trace_lock_t SlvTraceNS::trace_lock;
 // 6. The process marker.

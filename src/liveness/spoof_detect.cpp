@@ -6,13 +6,18 @@
 #include "platform/memory.h"
 
 bool SpoofDetector::IsListed(ridgex_handle dev) {
-    const vector_t<void*, 10>& list = CLibAggregator::LivenessList();
-    for (uint64_t i = 0; i < list.count; ++i) {
-        if (list.items[i] == dev) {
-            return true;
+    return CLibAggregator::LivenessList().Contains(dev);
+}
+
+void SpoofDetector::ReleaseIfWanted() {
+    // A holder that unlocks comes back here, so a wish made while it held
+    // the lock is not lost.
+    while (release_wanted_.load() && score_lock_.try_lock()) {
+        if (release_wanted_.exchange(false) && CLibAggregator::LivenessList().Empty()) {
+            DestroyLocked();
         }
+        score_lock_.unlock();
     }
-    return false;
 }
 
 ridgex_result SpoofDetector::FetchPadImage(AGGREGATOR_DEVICE_CONTEXT& context, uint8_t** block,
@@ -93,7 +98,14 @@ ridgex_result SpoofDetector::detect(ridgex_handle dev, AGGREGATOR_DEVICE_CONTEXT
         return fetched;
     }
     SlvTraceNS::CTraceScope scope("SpoofDetector::detect", 0);
-    const ridgex_result status = Score(scope, block, block_size, result);
+    ridgex_result status;
+    {
+        // The image and its score are one state of the scorer: another
+        // capture in between would swap the verdicts.
+        std::lock_guard guard(score_lock_);
+        status = Score(scope, block, block_size, result);
+    }
+    ReleaseIfWanted();
     platform::release(block);
     return status;
 }

@@ -158,6 +158,9 @@ ridgex_result SpoofDetector::init(AGGREGATOR_DEVICE_CONTEXT& context) {
         scope.Message("RIDGEX_PRECISE_INVAILD_DEVICE");
         return RIDGEX_E_NOT_IMPLEMENTED;
     }
+    std::lock_guard guard(score_lock_);
+    // The model is for a reader about to be listed.
+    release_wanted_ = false;
     // The whole path goes to the scorer; only the record of it is cut.
     char path[2 * kTextRoom];
     std::snprintf(path, sizeof(path), "%s/%s", model_dir, model_file);
@@ -178,19 +181,22 @@ ridgex_result SpoofDetector::init(AGGREGATOR_DEVICE_CONTEXT& context) {
     return RIDGEX_SUCCESS;
 }
 
-// Also runs from ridgex_close, which may run in a signal handler. Our part is
-// async-signal-safe: two atomic loads, two indirect calls, an atomic store
-// and a byte written, with nothing loaded and no lock of ours taken. Not so
-// are the scorer's own release functions, unless its maker says they are,
-// and the trace scope while tracing is on.
 ridgex_result SpoofDetector::destroy() {
+    std::lock_guard guard(score_lock_);
+    DestroyLocked();
+    return RIDGEX_SUCCESS;
+}
+
+void SpoofDetector::Release() {
+    release_wanted_ = true;
+    ReleaseIfWanted();
+}
+
+void SpoofDetector::DestroyLocked() {
     SlvTraceNS::CTraceScope scope("SpoofDetector::destroy", 0);
     nex_sdk::destroy_model();
     nex_sdk::destroy();
-    // Closes on several threads may each release; only the one that ends
-    // the scoring clears the path, so they do not write it at once.
     if (initialized.exchange(false, std::memory_order_acq_rel)) {
         model_path[0] = '\0';
     }
-    return RIDGEX_SUCCESS;
 }

@@ -1,11 +1,13 @@
 // The liveness check: scores a pad image of the reader with the scoring
 // library and compares the score with a threshold that the client sets
-// through a false accept rate. One detector for the process; it has no lock
-// of its own, since the client keeps switching apart from running captures.
+// through a false accept rate. One detector for the process. The scorer is
+// one process-wide state (an image loaded, then its score read), so scoring,
+// starting and stopping it take the scorer lock, never across a backend call.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "aggregator/device_context.h"
 #include "ridgex.h"
@@ -24,7 +26,11 @@ class SpoofDetector {
     ridgex_result init(AGGREGATOR_DEVICE_CONTEXT& context);
     // Drops the model and stops the scoring library; the calls are made even
     // when nothing was started, but never bind the library themselves.
+    // Waits for a scoring in progress.
     ridgex_result destroy();
+    // The same for a close, which never waits: while another thread scores,
+    // that thread releases when it is done, if the list is still empty.
+    void Release();
     bool isInitialized() const;
     // Scores the pad image of a reader whose capture just succeeded, when
     // the reader is in the liveness list. A score below the threshold turns
@@ -68,7 +74,14 @@ class SpoofDetector {
     ridgex_result Score(SlvTraceNS::CTraceScope& scope, const uint8_t* image, uint32_t image_size,
                         ridgex_capture_result* result);
     static bool IsListed(ridgex_handle dev);
+    // Under the scorer lock.
+    void DestroyLocked();
+    // Does a release that a close asked for, unless someone holds the lock,
+    // who then does it.
+    void ReleaseIfWanted();
 
+    std::mutex score_lock_;
+    std::atomic<bool> release_wanted_{false};
     // Capture threads read the score, the threshold and the flag while the
     // client's thread may change them.
     std::atomic<int32_t> mlp_score{0};

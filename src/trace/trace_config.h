@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/call_depth.h"
 #include "platform/registry.h"
 
 namespace SlvTraceNS {
@@ -40,16 +41,25 @@ void Refresh();
 // alone, since reading it allocates and allocation is not async-signal-safe;
 // the next scope elsewhere catches up. Only the very first configuration of
 // the process is read even there, as tracing has no switches before it.
+// A call that finds its thread already inside the library came from a
+// handler that interrupted it: call_depth::Interrupting() holds until it ends.
 class CSignalSafeCall {
   public:
-    CSignalSafeCall() { ++depth_; }
-    ~CSignalSafeCall() { --depth_; }
+    CSignalSafeCall() : nested_(call_depth::inside != 0) {
+        ++depth_;
+        call_depth::interrupting += nested_;
+    }
+    ~CSignalSafeCall() {
+        --depth_;
+        call_depth::interrupting -= nested_;
+    }
     CSignalSafeCall(const CSignalSafeCall&) = delete;
     CSignalSafeCall& operator=(const CSignalSafeCall&) = delete;
 
     static bool Active() { return depth_ != 0; }
 
   private:
+    const uint32_t nested_;
     // Initial-exec: no allocation on first use, also in a loaded library.
     static inline thread_local uint32_t depth_ __attribute__((tls_model("initial-exec"))) = 0;
 };

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string_view>
 
+#include "base/call_depth.h"
+#include "base/test_seam.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
 #include "trace/trace_config.h"
@@ -23,8 +25,13 @@ constexpr size_t kFailureRoom = kMaxFailureText + 1;
 
 constinit platform::local_time_t last_time_mark{};
 
+// Off, or in a signal handler that interrupted the library on this thread:
+// there the trace lock may be held by the very code the handler interrupted,
+// and the time marks, the formatter and the first output are not
+// async-signal-safe, so the handler's records are dropped.
 bool TracingOn() {
-    return (flags_word.load(std::memory_order_relaxed) & kFlagTrace) != 0;
+    return (flags_word.load(std::memory_order_relaxed) & kFlagTrace) != 0 &&
+           !call_depth::Interrupting();
 }
 
 // Verbosity and the module filter, read under the trace lock.
@@ -71,6 +78,7 @@ void WriteTimeMarks() {
 }
 
 void WriteTextRecord(RecordType type, const char* text, size_t length) {
+    PassSeam(seam_point::trace_record);
     uint8_t record[kRecordHeadSize + kMaxMessageText];
     if (length > kMaxMessageText) {
         length = kMaxMessageText;
@@ -92,6 +100,7 @@ void RestoreLoadState() {
 }
 
 CTraceScope::CTraceScope(const char* name, int32_t level) : level_(level) {
+    ++call_depth::inside;
     Refresh();
     if (!TracingOn()) {
         return;
@@ -106,14 +115,14 @@ CTraceScope::CTraceScope(const char* name, int32_t level) : level_(level) {
 }
 
 CTraceScope::~CTraceScope() {
-    if (!TracingOn()) {
-        return;
+    if (TracingOn()) {
+        std::lock_guard lock(trace_lock);
+        if (LevelWritten(level_)) {
+            WriteTimeMarks();
+            WriteTextRecord(kScopeLeft, nullptr, 0);
+        }
     }
-    std::lock_guard lock(trace_lock);
-    if (LevelWritten(level_)) {
-        WriteTimeMarks();
-        WriteTextRecord(kScopeLeft, nullptr, 0);
-    }
+    --call_depth::inside;
 }
 
 void CTraceScope::Message(const char* format, ...) {
@@ -129,7 +138,7 @@ void CTraceScope::Text(const char* text) {
 
 void CTraceScope::WriteMessage(const char* format, va_list* args) {
     const uint32_t flags = flags_word.load(std::memory_order_relaxed);
-    if ((flags & kFlagTrace) == 0 || (flags & kFlagProfiling) != 0) {
+    if (!TracingOn() || (flags & kFlagProfiling) != 0) {
         return;
     }
     std::lock_guard lock(trace_lock);

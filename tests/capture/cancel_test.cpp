@@ -2,27 +2,37 @@
 // streaming, a blocking capture cancelled from another thread and from a
 // signal handler on its own thread, an asynchronous series cancelled while
 // starting, while waiting in the backend, while delivering, and from inside
-// its own callback, and closes in the same places.
+// its own callback, and closes in the same places; and handlers that
+// interrupt a thread held inside the library.
 #include <pthread.h>
 #include <signal.h>
+#include <sys/syscall.h>
 
 #include <future>
 
+#include "base/test_seam.h"
 #include "capture_support.h"
+#include "platform/syscalls.h"
+#include "support/syscall_override.h"
+#include "support/temp_folder.h"
 #include "support/thread_asleep.h"
+#include "trace/trace_front_end.h"
 
 namespace capture_test {
 namespace {
 
 using Cancel = capture_fixture;
 
-// What the SIGUSR1 handler of a test does, and what it saw.
-std::atomic<ridgex_handle> handler_dev{nullptr};
+// What the SIGUSR1 handler of a test does, and what it saw: a cancel, or a
+// cancel and a close, of handler_dev, then a close of handler_idle if set.
+std::atomic<ridgex_handle> handler_dev{nullptr}, handler_idle{nullptr};
 std::atomic<bool> handler_closes{false};
 std::atomic<ridgex_result> handler_result{0xFFFFFFFFu};
 
 void OnSignal(int) {
-    handler_result = handler_closes ? ridgex_close(handler_dev) : ridgex_cancel(handler_dev);
+    ridgex_result result = ridgex_cancel(handler_dev);
+    result |= handler_closes ? ridgex_close(handler_dev) : RIDGEX_SUCCESS;
+    handler_result = result | (handler_idle != nullptr ? ridgex_close(handler_idle) : 0);
 }
 
 void ExpectCancelled(const capture_thread& capture) {
@@ -84,6 +94,93 @@ TEST_F(Cancel, BlockingCaptureFromAnotherThreadOrItsOwnSignalHandler) {
         }
     }
     sigaction(SIGUSR1, &previous, nullptr);
+}
+
+// Holds the first thread that passes the armed point (a seam of the
+// library, or kAllocation: its next allocation) until released.
+struct holder {
+    static constexpr int kAllocation = static_cast<int>(seam_point::trace_record) + 1;
+    static inline std::atomic<int> armed{-1};
+    static inline std::atomic<pid_t> held{0};
+    static inline std::atomic<bool> released{false};
+    static void Pass(int point) {
+        if (int expected = point; armed.compare_exchange_strong(expected, -1)) {
+            held = gettid();
+            while (!released) {
+                std::this_thread::sleep_for(1ms);
+            }
+        }
+    }
+};
+
+// A thread held where it holds a lock of the library or allocates, with
+// tracing on, is interrupted by a handler that cancels and closes a reader
+// capturing on another thread and closes an idle one. The handler never
+// waits; the capture ends cancelled; each reader closes exactly once, the
+// idle one at the next call outside the handler.
+TEST_F(Cancel, HandlerOnAThreadHeldInsideTheLibraryNeverWaits) {
+    alarm(120);  // a deadlock ends the program with SIGALRM
+    ridgex_test::TempFolder folder;
+    ridgex_test::RegistryFile registry(folder);
+    registry.Write(ridgex_test::kTracingKey + "\"DoTrace\"=dword:1\n\"Verbosity\"=dword:a\n" +
+                   "\"FileName\"=\"" + folder / "hunt.trc3" + "\"\n");
+    SlvTraceNS::RestoreLoadState();
+    std::string config = Reader("auto") + Reader("spare");
+    for (int i = 0; i <= 2 * holder::kAllocation + 1; ++i) {
+        config += Reader("m" + std::to_string(i), "finger = manual");
+    }
+    const ridgex_handle automatic = Start(config, "auto");
+    syscall_override held_allocation(
+        &platform::syscall_table::realloc, +[](void* block, size_t size) -> void* {
+            holder::Pass(holder::kAllocation);
+            return realloc(block, size);
+        });
+    seam_hook = [](seam_point point) { holder::Pass(static_cast<int>(point)); };
+    struct sigaction action = {}, previous = {};
+    action.sa_handler = OnSignal;
+    handler_closes = true;
+    sigaction(SIGUSR1, &action, &previous);
+    for (int point = 0; point <= holder::kAllocation; ++point) {
+        SCOPED_TRACE(point);
+        const int32_t capturing = 2 + 2 * point;  // the readers' places in the configuration
+        handler_dev = Open(("m" + std::to_string(2 * point)).c_str());
+        handler_idle = Open(("m" + std::to_string(2 * point + 1)).c_str());
+        capture_thread capture(handler_dev);
+        ASSERT_TRUE(WaitCapturing(capturing));
+        handler_result = 0xFFFFFFFFu;
+        holder::released = false;
+        holder::held = 0;
+        holder::armed = point;
+        async_recorder series;
+        ridgex_handle spare = nullptr;
+        std::thread inside([&] {
+            if (point == holder::kAllocation) {
+                series.Start(automatic);  // its thread allocates a block
+            } else if (point == static_cast<int>(seam_point::insert)) {
+                ridgex_open("$01$spare", &spare);
+            } else {
+                Status(automatic);
+            }
+        });
+        ASSERT_TRUE(Eventually([] { return holder::held != 0; }) && WaitAsleep(holder::held));
+        syscall(SYS_tgkill, getpid(), holder::held.load(), SIGUSR1);
+        EXPECT_TRUE(Eventually([] { return handler_result == RIDGEX_SUCCESS; })) << "it waited";
+        holder::released = true;
+        inside.join();
+        ASSERT_TRUE(capture.Join());
+        ExpectCancelled(capture);
+        ridgex_cancel(automatic);
+        ridgex_close(spare);
+        EXPECT_EQ(SimCount("close", capturing), 1u);
+        EXPECT_EQ(SimCount("close", capturing + 1), 1u);
+    }
+    handler_idle = nullptr;
+    seam_hook = nullptr;
+    EXPECT_TRUE(WaitForThreadCount(threads_at_start_)) << "before the registry goes";
+    sigaction(SIGUSR1, &previous, nullptr);
+    registry.Write("");
+    SlvTraceNS::RestoreLoadState();
+    alarm(0);
 }
 
 TEST_F(Cancel, MissedRequestIsRepeatedEveryRound) {

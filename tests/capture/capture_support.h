@@ -232,11 +232,10 @@ class capture_fixture : public ::testing::Test {
     // stops.
     void TearDown() override {
         EXPECT_TRUE(WaitForThreadCount(threads_at_start_)) << "a capture thread did not end";
-        // A thread's last step is its RelRef under the context lock. Taking
-        // that lock once (any operation on a handle does) orders it before
-        // the stop of the library for ThreadSanitizer, which cannot see a
-        // detached thread end.
-        Status(Handle(1));
+        // A thread's last step is the count of running capture threads,
+        // which the stop of the library reads: that orders the thread's
+        // work before it for ThreadSanitizer, which cannot see a detached
+        // thread end.
     }
     // Writes `config` as slot 1's file, starts the library and opens the
     // reader `name` (prefix added). Null on failure.

@@ -134,6 +134,32 @@ TEST_F(Liveness, RefusedImageIsErasedPassedOrFailedChecksLeaveIt) {
     EXPECT_EQ(ScorerCalls("get_score"), 7);
 }
 
+// Two readers scored at once keep their own verdicts, and closing one while
+// the other is scored takes it off the list without a race (the
+// ThreadSanitizer build checks that) and leaves the scorer to the other.
+TEST_F(Liveness, ReadersScoredAtOnceKeepTheirVerdictsWhileOneCloses) {
+    StartReaders();
+    const ridgex_handle live = Open("live");
+    const ridgex_handle fake = Open("fake");
+    ASSERT_EQ(Switch(live, 1), RIDGEX_SUCCESS);
+    ASSERT_EQ(Switch(fake, 1), RIDGEX_SUCCESS);
+    std::atomic<bool> stop{false};
+    std::atomic<uint32_t> wrong{0};
+    std::thread scoring([&] {
+        while (!stop) {
+            wrong += Capture(live).result.quality != RIDGEX_QUALITY_GOOD;
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        wrong += Capture(fake).result.quality != RIDGEX_QUALITY_REJECTED;
+    }
+    EXPECT_EQ(ridgex_close(fake), RIDGEX_SUCCESS);
+    stop = true;
+    scoring.join();
+    EXPECT_EQ(wrong.load(), 0u) << "a verdict went to the other reader";
+    EXPECT_TRUE(Listed(live) && SpoofDetector::Instance().isInitialized()) << "live still scored";
+}
+
 // Also closing the last listed reader stops the scorer, and the threshold
 // and the known readers outlive the library's exit.
 TEST_F(Liveness, ListsEachReaderOnceAndAListThatCannotGrowStopsTheScorer) {

@@ -70,9 +70,7 @@ inline void enumerate(const std::string& name, uint16_t vid, uint16_t pid) {
 }
 
 inline void list(ridgex_handle dev) {
-    vector_t<void*, 10>& liveness = CLibAggregator::LivenessList();
-    ASSERT_TRUE(liveness.Insert(liveness.count));
-    liveness.items[liveness.count - 1] = dev;
+    ASSERT_TRUE(CLibAggregator::LivenessList().Add(dev));
 }
 
 inline ridgex_capture_result good_capture(uint32_t width, uint32_t height) {

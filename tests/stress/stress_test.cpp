@@ -1,19 +1,22 @@
 // Many threads against several simulated readers for a bounded time, mixing
 // every operation that can meet a capture: opens and closes, blocking and
 // asynchronous captures, cancels from other threads and from callbacks,
-// closes from callbacks, status and stream calls. (Cancels and closes from a
-// signal handler on the capturing thread have their own test among the
-// cancel tests.) Afterwards every handle must
+// closes from callbacks, status and stream calls, and all the while signals
+// to every thread of the process whose handler cancels and closes. Afterwards every handle must
 // be gone, every backend reader closed exactly once, and nothing leaked
 // (the sanitizer builds check the last part).
 //
 // RIDGEX_STRESS_SECONDS sets the running time (default 3).
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <thread>
@@ -70,13 +73,40 @@ void OnCapture(void* context, uint32_t, uint32_t size, ridgex_capture_callback_d
     }
 }
 
+std::atomic<uint32_t> signals{0};
+
+// Runs on whichever thread the signal finds, inside the library or not.
+void OnSignal(int) {
+    const uint32_t count = ++signals;
+    auto& slot = shared_handles[count % shared_handles.size()];
+    ridgex_cancel(slot.load());
+    if (count % 4 == 0) {
+        CloseIfIn(slot, slot.load());
+    }
+}
+
+// Sends SIGUSR1 to each thread of the process in turn but its own.
+void SignalEveryThread(const std::atomic<bool>& stop) {
+    while (!stop) {
+        std::error_code error;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", error)) {
+            if (const pid_t tid = std::atoi(task.path().filename().c_str()); tid != gettid()) {
+                syscall(SYS_tgkill, getpid(), tid, SIGUSR1);
+                std::this_thread::sleep_for(1ms);
+            }
+        }
+    }
+}
+
 // A blocking capture, or with `stream` an image of a stream started here.
 void Capture(ridgex_handle dev, uint32_t timeout, bool stream = false) {
     ridgex_capture_param parm = {sizeof(parm), RIDGEX_IMG_FMT_RAW, RIDGEX_IMG_PROC_DEFAULT, 500};
     ridgex_capture_result result{};
     result.size = sizeof(result);
     result.info.size = sizeof(result.info);
-    std::vector<uint8_t> image(64 * 64);
+    // Not on the heap: a handler that closes must not find its thread in
+    // the allocator outside the library.
+    thread_local std::array<uint8_t, 64 * 64> image;
     uint32_t size = 64 * 64;
     if (!stream) {
         ridgex_capture(dev, &parm, timeout, &result, &size, image.data());
@@ -136,18 +166,28 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
               SmallReader("late", "finger = delay\nfinger_delay_ms = 2") +
                   SmallReader("broken", "outcome = fail\nfail_status = RIDGEX_E_DEVICE_FAILURE"));
     ASSERT_EQ(sims.start(), RIDGEX_SUCCESS);
+    const char* seconds = std::getenv("RIDGEX_STRESS_SECONDS");
+    const int running = seconds != nullptr ? std::atoi(seconds) : 3;
+    alarm(running + 120);  // a deadlock ends the program with SIGALRM
     const int threads_at_start = BaselineThreadCount();
+    struct sigaction action = {};
+    action.sa_handler = OnSignal;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGUSR1, &action, nullptr);  // for the rest of this one-test program
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (uint32_t i = 0; i < 6; ++i) {
         threads.emplace_back(Worker, 1234u + i, std::cref(stop));
     }
-    const char* seconds = std::getenv("RIDGEX_STRESS_SECONDS");
-    std::this_thread::sleep_for(std::chrono::seconds(seconds != nullptr ? std::atoi(seconds) : 3));
+    std::thread sender(SignalEveryThread, std::cref(stop));
+    std::this_thread::sleep_for(std::chrono::seconds(running));
     stop = true;
+    sender.join();
     for (auto& thread : threads) {
         thread.join();
     }
+    // Releases that handlers left are done by the next call outside one.
+    ridgex_cancel(nullptr);
     for (auto& slot : shared_handles) {
         CloseIfIn(slot, slot.load());
     }
@@ -176,6 +216,7 @@ TEST(Stress, EverythingAtOnceLeavesNothingOpen) {
     }
     EXPECT_GT(opens, 10u);
     EXPECT_GT(callbacks.load(), 10u);
+    EXPECT_GT(signals.load(), 100u);
 }
 
 }  // namespace
