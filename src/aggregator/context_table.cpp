@@ -49,16 +49,24 @@ ridgex_result CLibAggregator::AddContext(const char* dev_name, ridgex_handle* pd
     CTraceScope scope("CLibAggregator::AddContext", 0);
     scoped_lock_t guard(context_lock_);
     uint32_t index = 0;
-    if (OpenRecord(&index) == nullptr) {
-        return RIDGEX_E_FAILURE;
+    if (OpenRecord(&index) == nullptr || !InitContext(dev_name, pdev, index, lib_index, backend)) {
+        return RIDGEX_E_NO_MEMORY;
     }
-    InitContext(dev_name, pdev, index, lib_index, backend);
     return RIDGEX_SUCCESS;
 }
 
-void CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
+bool CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
                                  uint32_t lib_index, ridgex_dll_t* backend) {
     CTraceScope scope("CLibAggregator::InitContext", 0);
+    // The signals first: without them the record stays free, as it was.
+    signal_t* signals[3] = {new (std::nothrow) signal_t(), new (std::nothrow) signal_t(),
+                            new (std::nothrow) signal_t()};
+    if (signals[0] == nullptr || signals[1] == nullptr || signals[2] == nullptr) {
+        for (signal_t* signal : signals) {
+            delete signal;
+        }
+        return false;
+    }
     AGGREGATOR_DEVICE_CONTEXT& context = *context_table_.items[index];
     context.Clear();
     context.handle = *pdev;
@@ -67,10 +75,11 @@ void CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint
     context.nReferenceCnt = 1;
     context.open_reference = true;
     context.pBackend = backend;
-    context.pSigStartCapture = new signal_t();
-    context.pSigFinishCapture = new signal_t();
-    context.pSigFinishAsyncCapture = new signal_t();
+    context.pSigStartCapture = signals[0];
+    context.pSigFinishCapture = signals[1];
+    context.pSigFinishAsyncCapture = signals[2];
     *pdev = reinterpret_cast<ridgex_handle>(uintptr_t{index} + 1);
+    return true;
 }
 
 AGGREGATOR_DEVICE_CONTEXT* CLibAggregator::IsValid(ridgex_handle dev) {

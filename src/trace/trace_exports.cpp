@@ -1,8 +1,10 @@
 // The trace exports: a trace scope for callers outside the library. The
 // handle is the scope itself and is not checked beyond the test for null.
+// Whatever fails on the way only costs the record.
 #include <cstdint>
 #include <new>
 
+#include "base/boundary.h"
 #include "ridgex.h"
 #include "trace/trace_scope.h"
 
@@ -12,16 +14,18 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
                                                                           void** scope) {
     // Tracing is only switched from outside: the scope exists, and writes
     // something, whatever the configuration says at this moment.
-    auto* opened = new (std::nothrow) CTraceScope(name, 0);
-    if (scope != nullptr) {
-        *scope = opened;
-    } else {
-        delete opened;
-    }
+    AtBoundary([&] {
+        auto* opened = new (std::nothrow) CTraceScope(name, 0);
+        if (scope != nullptr) {
+            *scope = opened;
+        } else {
+            delete opened;
+        }
+    });
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_dispose(void* scope) {
-    delete static_cast<CTraceScope*>(scope);
+    AtBoundary([&] { delete static_cast<CTraceScope*>(scope); });
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
@@ -29,7 +33,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
     // The caller passes no values, so the text is written as it stands: a
     // percent sign in it never makes the formatter read a missing value.
     if (scope != nullptr) {
-        static_cast<CTraceScope*>(scope)->Text(format);
+        AtBoundary([&] { static_cast<CTraceScope*>(scope)->Text(format); });
     }
 }
 
@@ -37,7 +41,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_error(void* 
                                                                           const char* message,
                                                                           uint32_t code) {
     if (scope != nullptr) {
-        static_cast<CTraceScope*>(scope)->Result(message, code);
+        AtBoundary([&] { static_cast<CTraceScope*>(scope)->Result(message, code); });
     }
 }
 
