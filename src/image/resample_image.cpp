@@ -38,6 +38,11 @@ RIDGEX_IMAGE_INLINE void ReverseCopy(uint8_t* __restrict out, const uint8_t* __r
         for (uint64_t i = 0; i < head; ++i) {
             out[i] = in[count - 1 - i];
         }
+        // A run that ends before the boundary has nothing aligned to write;
+        // its end must not be taken for an aligned address.
+        if (head == count) {
+            return;
+        }
         uint8_t* __restrict aligned =
             static_cast<uint8_t*>(__builtin_assume_aligned(out + head, 64));
         const uint64_t rest = count - head;
