@@ -86,6 +86,7 @@ class OutOfMemory : public ::testing::TestWithParam<bool> {
 
     // True when `status` is the answer with memory enough; any other must
     // be RIDGEX_E_NO_MEMORY.
+#define AS(call, expected) As(call, expected, #call)
     bool As(ridgex_result status, ridgex_result expected, const char* step) {
         if (status != expected) {
             EXPECT_EQ(status, RIDGEX_E_NO_MEMORY) << step << ", allocation " << fail_at_;
@@ -111,52 +112,45 @@ class OutOfMemory : public ::testing::TestWithParam<bool> {
 
     // Allocates nothing on the test's side.
     void Session() {
-        if (!As(ridgex_init(), RIDGEX_SUCCESS, "init")) {
+        if (!AS(ridgex_init(), RIDGEX_SUCCESS)) {
             return;
         }
-        uint32_t count = 0;
-        As(ridgex_query_devices(&count, nullptr), RIDGEX_E_MORE_DATA, "count");
         ridgex_device_info infos[2] = {};
         infos[0].size = sizeof(infos[0]);
-        count = 2;
-        As(ridgex_query_devices(&count, infos), RIDGEX_SUCCESS, "list");
+        uint32_t count = 2;
+        AS(ridgex_query_devices(&count, infos), RIDGEX_SUCCESS);
         ridgex_handle dev = nullptr;
         uint8_t byte = 1;
-        if (As(ridgex_open("$01$sim-amber-0", &dev), RIDGEX_SUCCESS, "open")) {
+        if (AS(ridgex_open("$01$sim-amber-0", &dev), RIDGEX_SUCCESS)) {
             auto* caps = reinterpret_cast<ridgex_device_caps*>(image_);
             caps->size = sizeof(image_);
-            As(ridgex_get_device_capabilities(dev, caps), RIDGEX_SUCCESS, "capabilities");
+            AS(ridgex_get_device_capabilities(dev, caps), RIDGEX_SUCCESS);
             ridgex_device_status status{};
             status.size = sizeof(status);
-            As(ridgex_get_device_status(dev, &status), RIDGEX_SUCCESS, "status");
-            As(ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &byte), RIDGEX_SUCCESS,
-               "liveness on");
-            As(Capture(dev, kImageRoom), RIDGEX_SUCCESS, "capture");
+            AS(ridgex_get_device_status(dev, &status), RIDGEX_SUCCESS);
+            AS(ridgex_set_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &byte), RIDGEX_SUCCESS);
+            AS(Capture(dev, kImageRoom), RIDGEX_SUCCESS);
             callbacks_ = 0;
-            if (As(ridgex_capture_async(dev, &parm_, this, Delivered), RIDGEX_SUCCESS, "async")) {
+            if (AS(ridgex_capture_async(dev, &parm_, this, Delivered), RIDGEX_SUCCESS)) {
                 for (int ms = 0; ms < 500 && callbacks_ == 0; ++ms) {
                     std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 }
-                As(ridgex_cancel(dev), RIDGEX_SUCCESS, "cancel");
+                AS(ridgex_cancel(dev), RIDGEX_SUCCESS);
             }
-            As(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &byte), RIDGEX_SUCCESS,
-               "liveness asked");
-            As(ridgex_close(dev), RIDGEX_SUCCESS, "close");
+            AS(ridgex_get_parameter(dev, RIDGEX_PARMID_PAD_ENABLE, 1, &byte), RIDGEX_SUCCESS);
+            AS(ridgex_close(dev), RIDGEX_SUCCESS);
         }
-        if (As(ridgex_open_ext(nullptr, RIDGEX_PRIORITY_SHARED, &dev), RIDGEX_SUCCESS,
-               "open_ext")) {
-            As(Capture(dev, 0), RIDGEX_E_MORE_DATA, "size probe");
-            if (As(ridgex_start_stream(dev), RIDGEX_SUCCESS, "stream")) {
+        if (AS(ridgex_open_ext(nullptr, RIDGEX_PRIORITY_SHARED, &dev), RIDGEX_SUCCESS)) {
+            AS(Capture(dev, 0), RIDGEX_E_MORE_DATA);
+            if (AS(ridgex_start_stream(dev), RIDGEX_SUCCESS)) {
                 Prepare(kImageRoom);
-                As(ridgex_get_stream_image(dev, &parm_, &result_, &size_, image_), RIDGEX_SUCCESS,
-                   "stream image");
-                As(ridgex_stop_stream(dev), RIDGEX_SUCCESS, "stream stop");
+                AS(ridgex_get_stream_image(dev, &parm_, &result_, &size_, image_), RIDGEX_SUCCESS);
+                AS(ridgex_stop_stream(dev), RIDGEX_SUCCESS);
             }
-            As(ridgex_set_parameter(dev, RIDGEX_PARMID_LOWER_107, 1, &byte), RIDGEX_SUCCESS,
-               "rate");
-            As(ridgex_close(dev), RIDGEX_SUCCESS, "close ext");
+            AS(ridgex_set_parameter(dev, RIDGEX_PARMID_LOWER_107, 1, &byte), RIDGEX_SUCCESS);
+            AS(ridgex_close(dev), RIDGEX_SUCCESS);
         }
-        As(ridgex_exit(), RIDGEX_SUCCESS, "exit");
+        AS(ridgex_exit(), RIDGEX_SUCCESS);
     }
 
     ridgex_test::TempFolder folder_;
