@@ -76,9 +76,7 @@ ridgex_result backend_state::init() {
         return RIDGEX_SUCCESS;
     }
     config_error_.clear();
-    if (!load_config(slot(), storage_, config_error_)) {
-        std::fprintf(stderr, "ridgex simulated backend %s: %s\n", slot().c_str(),
-                     config_error_.c_str());
+    if (!load_reported(storage_, config_error_)) {
         return RIDGEX_E_FAILURE;
     }
     if (const auto& forced_init = storage_.forced[static_cast<uint32_t>(operation::init)]) {
@@ -121,7 +119,20 @@ bool backend_state::current_config(backend_config& config, std::string& error) {
         config = *running;
         return true;
     }
-    return load_config(slot(), config, error);
+    return load_reported(config, error);
+}
+
+bool backend_state::load_reported(backend_config& config, std::string& error) {
+    if (load_config(slot(), config, error)) {
+        return true;
+    }
+    // The version is asked before any init, so whichever reads first says
+    // why; the same reason is not said again.
+    if (error != reported_error_) {
+        std::fprintf(stderr, "ridgex simulated backend %s: %s\n", slot().c_str(), error.c_str());
+        reported_error_ = error;
+    }
+    return false;
 }
 
 const std::string& backend_state::config_error() {

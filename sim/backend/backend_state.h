@@ -102,6 +102,8 @@ class backend_state {
   private:
     backend_state() = default;
     session_t* take_session();
+    // load_config, with a failure's reason on standard error; lock_ held.
+    bool load_reported(backend_config& config, std::string& error);
 
     std::mutex lock_;
     std::condition_variable capture_started_;
@@ -111,6 +113,7 @@ class backend_state {
     std::atomic<const backend_config*> config_{nullptr};
     backend_config storage_;
     std::string config_error_;
+    std::string reported_error_;
     uint32_t next_session_ = 0;
     session_t sessions_[max_sessions];
     reader_state_t readers_[max_readers];

@@ -1,7 +1,8 @@
 #include "config_text.h"
 
-#include <fstream>
 #include <sstream>
+
+#include "platform/regular_file.h"
 
 namespace sim {
 namespace {
@@ -130,14 +131,11 @@ std::string walk_config(const std::string& text, const section_handler& on_secti
 }
 
 bool read_config_file(const char* path, std::string& text, std::string& error) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    if (!file) {
-        error = std::string(path) + ": cannot read";
+    if (const char* problem =
+            platform::read_regular_file(path, platform::max_config_bytes, &text)) {
+        error = std::string(path) + ": cannot read: " + problem;
         return false;
     }
-    text = content.str();
     return true;
 }
 }  // namespace sim

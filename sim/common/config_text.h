@@ -97,8 +97,8 @@ using setting_handler =
 std::string walk_config(const std::string& text, const section_handler& on_section,
                         const setting_handler& on_setting);
 
-// The whole file; false with "<path>: cannot read" in `error` if it cannot
-// be read.
+// The whole file; false with "<path>: cannot read: <reason>" in `error` if
+// it cannot be read, is no regular file or holds more than 1 MiB.
 bool read_config_file(const char* path, std::string& text, std::string& error);
 
 }  // namespace sim

@@ -100,7 +100,7 @@ ridgex_result CLibAggregator::CaptureAsync(ridgex_handle dev, ridgex_capture_par
                     RelRef(arg->context);
                     delete arg;
                 }
-                status = RIDGEX_E_FAILURE;
+                status = arg == nullptr ? RIDGEX_E_NO_MEMORY : RIDGEX_E_FAILURE;
                 UnlockReader(record);
             }
         } else {

@@ -83,17 +83,31 @@ ridgex_result CLibAggregator::AddContext(const char* dev_name, ridgex_handle* pd
     DrainPending();
     scoped_lock_t guard(context_lock_);
     uint32_t index = 0;
-    if (OpenRecord(&index) == nullptr) {
-        return RIDGEX_E_FAILURE;
+    if (OpenRecord(&index) == nullptr || !InitContext(dev_name, pdev, index, lib_index, backend)) {
+        return RIDGEX_E_NO_MEMORY;
     }
-    InitContext(dev_name, pdev, index, lib_index, backend);
     return RIDGEX_SUCCESS;
 }
 
-void CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
+bool CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
                                  uint32_t lib_index, ridgex_dll_t* backend) {
     CTraceScope scope("CLibAggregator::InitContext", 0);
     AGGREGATOR_DEVICE_CONTEXT& context = *context_table_.At(index);
+    // A record keeps its signals from one open to the next. A new record gets
+    // them first: without them it stays free, as it was.
+    if (context.pSigStartCapture == nullptr) {
+        signal_t* signals[3] = {new (std::nothrow) signal_t(), new (std::nothrow) signal_t(),
+                                new (std::nothrow) signal_t()};
+        if (signals[0] == nullptr || signals[1] == nullptr || signals[2] == nullptr) {
+            for (signal_t* signal : signals) {
+                delete signal;
+            }
+            return false;
+        }
+        context.pSigStartCapture = signals[0];
+        context.pSigFinishCapture = signals[1];
+        context.pSigFinishAsyncCapture = signals[2];
+    }
     context.Clear();
     context.in_use = true;
     context.handle = *pdev;
@@ -101,14 +115,10 @@ void CLibAggregator::InitContext(const char* dev_name, ridgex_handle* pdev, uint
     std::strncpy(context.name, dev_name, sizeof(context.name) - 1);
     context.open_reference = true;
     context.pBackend = backend;
-    if (context.pSigStartCapture == nullptr) {
-        context.pSigStartCapture = new signal_t();
-        context.pSigFinishCapture = new signal_t();
-        context.pSigFinishAsyncCapture = new signal_t();
-    }
     // Last: from here a lookup by handle finds an open reader.
     context.nReferenceCnt.store(1, std::memory_order_release);
     *pdev = reinterpret_cast<ridgex_handle>(uintptr_t{index} + 1);
+    return true;
 }
 
 AGGREGATOR_DEVICE_CONTEXT* CLibAggregator::IsValid(ridgex_handle dev) {

@@ -26,12 +26,27 @@ ridgex_result CLibAggregator::Init() {
         return RIDGEX_SUCCESS;
     }
 
-    backend_slot_t* table = new (std::nothrow) backend_slot_t[kBackendSlotCount];
-    if (table == nullptr) {
-        return RIDGEX_E_NO_MEMORY;
+    // A start that fails leaves the library as it found it: the count, the
+    // table and every slot.
+    backend_slot_t* table = nullptr;
+    try {
+        table = new backend_slot_t[kBackendSlotCount];
+    } catch (...) {
+        --init_count_;
+        throw;
     }
     backend_table_.store(table, std::memory_order_release);
+    try {
+        return StartBackends(scope, table);
+    } catch (...) {
+        // Exit takes the count back, ends the backends that came up and
+        // frees the table.
+        Exit();
+        throw;
+    }
+}
 
+ridgex_result CLibAggregator::StartBackends(CTraceScope& scope, backend_slot_t* table) {
     ridgex_result last_status = RIDGEX_SUCCESS;
     bool any_up = false;
     for (uint32_t slot = 0; slot < kBackendSlotCount; ++slot) {

@@ -120,13 +120,17 @@ class CLibAggregator {
 
     static ridgex_result AddContext(const char* dev_name, ridgex_handle* pdev, uint32_t lib_index,
                                     ridgex_dll_t* backend);
-    static void InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
+    // False, with the record left free, when memory ran out.
+    static bool InitContext(const char* dev_name, ridgex_handle* pdev, uint32_t index,
                             uint32_t lib_index, ridgex_dll_t* backend);
     static AGGREGATOR_DEVICE_CONTEXT* OpenRecord(uint32_t* index);
     // Marks work that a signal handler could not do.
     static void LeavePending() { pending_.fetch_add(1); }
     static void FreeContextTable();
     static bool StopCaptureThreads(SlvTraceNS::CTraceScope& scope);
+    // Loads and starts the backend of every slot of the new table; with none
+    // up, the library stops again.
+    static ridgex_result StartBackends(SlvTraceNS::CTraceScope& scope, backend_slot_t* table);
 
     // The library's static objects, defined in order in library_entry.cpp.
     static lock_object_t context_lock_;

@@ -56,7 +56,7 @@ ridgex_result ridgex_dll_t::CheckResolution(CTraceScope& scope, ridgex_handle de
         caps.reset(static_cast<ridgex_device_caps*>(
             std::malloc(room < sizeof(ridgex_device_caps) ? sizeof(ridgex_device_caps) : room)));
         if (!caps) {
-            return RIDGEX_E_MORE_DATA;
+            return RIDGEX_E_NO_MEMORY;
         }
         caps->size = room;
         status = GetCapabilities(dev, caps.get());

@@ -13,7 +13,7 @@ struct thread_start_t {
     uint64_t thread_id;
 };
 
-void thread_entry(void* record) {
+void* thread_entry(void* record) {
     auto* start = static_cast<thread_start_t*>(record);
     void (*const proc)(void*) = start->proc;
     void* const arg = start->arg;
@@ -21,6 +21,7 @@ void thread_entry(void* record) {
     start->started->Set();
     // The record is gone from here on: the spawning thread has returned.
     proc(arg);
+    return nullptr;
 }
 
 }  // namespace

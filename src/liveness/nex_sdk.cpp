@@ -1,7 +1,7 @@
 #include "liveness/nex_sdk.h"
 
 #include <atomic>
-#include <new>
+#include <mutex>
 
 #include "platform/dynamic_library.h"
 
@@ -34,8 +34,16 @@ bool resolve(void* library, const char* name, F& function) {
 
 // The scorer, bound now if it was not. A library that lacks any of the seven
 // operations counts as missing. Tried again at the next call after a
-// failure, so a scorer installed later is still found.
+// failure, so a scorer installed later is still found. The table lives in
+// static storage, so that binding never runs out of memory; a thread that
+// comes while another binds waits for it.
 const entry_points* bind() {
+    if (const entry_points* known = bound.load(std::memory_order_acquire)) {
+        return known;
+    }
+    static constinit std::mutex binding;
+    static constinit entry_points table{};
+    std::lock_guard guard(binding);
     if (const entry_points* known = bound.load(std::memory_order_acquire)) {
         return known;
     }
@@ -43,26 +51,20 @@ const entry_points* bind() {
     if (library == nullptr) {
         return nullptr;
     }
-    auto* table = new (std::nothrow) entry_points{};
-    if (table == nullptr || !resolve(library, "nex_sdk_initialize", table->initialize) ||
-        !resolve(library, "nex_sdk_load_model", table->load_model) ||
-        !resolve(library, "nex_sdk_load_image_bytes", table->load_image_bytes) ||
-        !resolve(library, "nex_sdk_get_score", table->get_score) ||
-        !resolve(library, "nex_sdk_error_query", table->error_query) ||
-        !resolve(library, "nex_sdk_destroy_model", table->destroy_model) ||
-        !resolve(library, "nex_sdk_destroy", table->destroy)) {
-        delete table;
+    entry_points found{};
+    if (!resolve(library, "nex_sdk_initialize", found.initialize) ||
+        !resolve(library, "nex_sdk_load_model", found.load_model) ||
+        !resolve(library, "nex_sdk_load_image_bytes", found.load_image_bytes) ||
+        !resolve(library, "nex_sdk_get_score", found.get_score) ||
+        !resolve(library, "nex_sdk_error_query", found.error_query) ||
+        !resolve(library, "nex_sdk_destroy_model", found.destroy_model) ||
+        !resolve(library, "nex_sdk_destroy", found.destroy)) {
         platform::free_library(library);
         return nullptr;
     }
-    const entry_points* expected = nullptr;
-    if (!bound.compare_exchange_strong(expected, table, std::memory_order_acq_rel)) {
-        // Another thread bound it first; its table stands.
-        delete table;
-        platform::free_library(library);
-        return expected;
-    }
-    return table;
+    table = found;
+    bound.store(&table, std::memory_order_release);
+    return &table;
 }
 
 }  // namespace

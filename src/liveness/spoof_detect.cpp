@@ -37,7 +37,7 @@ ridgex_result SpoofDetector::FetchPadImage(AGGREGATOR_DEVICE_CONTEXT& context, u
     }
     auto* image = static_cast<uint8_t*>(platform::reallocate(nullptr, size));
     if (image == nullptr) {
-        return RIDGEX_E_MORE_DATA;
+        return RIDGEX_E_NO_MEMORY;
     }
     status = context.pBackend->GetPadImage(context.handle, RIDGEX_IMG_PROC_PAD2, &pad_out1,
                                            &pad_out2, &info, &size, image);

@@ -1,11 +1,9 @@
 #include "platform/registry.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cstdlib>
 
-#include "platform/syscalls.h"
+#include "platform/regular_file.h"
 #include "platform/utf16.h"
 
 namespace platform {
@@ -230,30 +228,6 @@ std::string lowered(std::string_view s) {
 
 // ---- the store file ---------------------------------------------------------
 
-bool read_file(const std::string& path, std::string* text) {
-    auto& sys = syscalls();
-    const int fd = sys.open(path.c_str(), O_RDONLY | O_CLOEXEC, 0);
-    if (fd < 0) {
-        return false;
-    }
-    text->clear();
-    char chunk[4096];
-    bool ok = true;
-    while (true) {
-        const ssize_t got = sys.read(fd, chunk, sizeof chunk);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            ok = got == 0;
-            break;
-        }
-        text->append(chunk, static_cast<size_t>(got));
-    }
-    sys.close(fd);
-    return ok;
-}
-
 std::string key_path(std::string_view path, registry_view view) {
     std::string full(path);
     if (view == registry_view::wow64_32 && istarts_with(full, kSoftware)) {
@@ -336,7 +310,10 @@ int32_t registry_key::open(std::string_view path, registry_view view) {
     data_ = {};
     path_ = key_path(path, view);
     std::string text;
-    if (!read_file(registry_file_path(), &text) || !parse_registry_key(text, path_, &data_)) {
+    // Whatever cannot be read whole, also a FIFO, a device or a store above
+    // the limit, holds no keys.
+    if (read_regular_file(registry_file_path().c_str(), max_config_bytes, &text) != nullptr ||
+        !parse_registry_key(text, path_, &data_)) {
         return reg_not_found;
     }
     open_ = true;

@@ -56,7 +56,7 @@ std::string registry_file_path();
 class registry_key {
   public:
     // Reads the store and opens `path`. reg_not_found when the file is
-    // missing, unreadable or has no such key.
+    // missing, unreadable, no regular file, above 1 MiB or has no such key.
     int32_t open(std::string_view path, registry_view view = registry_view::native);
     // Opens `name` below this key, reading the store afresh.
     int32_t open_subkey(std::string_view name, registry_key* subkey) const;

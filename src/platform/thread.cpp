@@ -5,28 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <new>
 
 #include "platform/syscalls.h"
 
 namespace platform {
-namespace {
-
-// pthread hands its start routine one pointer, so body and argument travel
-// together in a small block that the new thread frees before it runs body.
-struct thread_body {
-    void (*body)(void*);
-    void* arg;
-};
-
-void* run_body(void* start) {
-    const thread_body copy = *static_cast<thread_body*>(start);
-    delete static_cast<thread_body*>(start);
-    copy.body(copy.arg);
-    return nullptr;
-}
-
-}  // namespace
 
 uint32_t current_thread_id() {
     return static_cast<uint32_t>(gettid());
@@ -43,16 +25,8 @@ void sleep_ms(uint32_t ms) {
     }
 }
 
-bool start_detached_thread(void (*body)(void*), void* arg) {
-    auto* start = new (std::nothrow) thread_body{body, arg};
-    if (start == nullptr) {
-        return false;
-    }
-    if (syscalls().start_thread(run_body, start) != 0) {
-        delete start;
-        return false;
-    }
-    return true;
+bool start_detached_thread(void* (*start)(void*), void* arg) {
+    return syscalls().start_thread(start, arg) == 0;
 }
 
 }  // namespace platform

@@ -13,8 +13,8 @@ uint32_t current_thread_id();
 // handler until the time is up; 0 only yields the processor.
 void sleep_ms(uint32_t ms);
 
-// Runs body(arg) on a new detached thread. False if no thread was started, in
-// which case `body` never runs.
-bool start_detached_thread(void (*body)(void*), void* arg);
+// Runs start(arg) on a new detached thread, allocating nothing on the way.
+// False if no thread was started, in which case `start` never runs.
+bool start_detached_thread(void* (*start)(void*), void* arg);
 
 }  // namespace platform

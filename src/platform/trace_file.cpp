@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "platform/syscalls.h"
 
@@ -11,8 +13,7 @@ namespace platform {
 
 int open_trace_file(const char* path, bool truncate) {
     const int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (truncate ? O_TRUNC : 0);
-    const long fd = checked_call([&] { return syscalls().open(path, flags, 0644); });
-    return fd < 0 ? -1 : static_cast<int>(fd);
+    return static_cast<int>(checked_call([&] { return syscalls().open(path, flags, 0644); }));
 }
 
 uint64_t trace_file_size(int file) {
@@ -35,6 +36,10 @@ bool folder_exists(const char* path) {
 
 int make_folder(const char* path) {
     return mkdir(path, 0755) == 0 ? 0 : errno;
+}
+
+void report_unusable(const char* what, const char* path, int error) {
+    std::fprintf(stderr, "ridgex: %s %s: %s\n", what, path, std::strerror(error));
 }
 
 }  // namespace platform

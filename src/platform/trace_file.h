@@ -9,7 +9,7 @@
 namespace platform {
 
 // Opens or creates `path` for appending (mode 0644); `truncate` empties an
-// existing file. -1 on failure.
+// existing file. The negative errno on failure.
 int open_trace_file(const char* path, bool truncate);
 
 // Size of the open file in bytes; 0 when it cannot be asked.
@@ -26,5 +26,9 @@ bool folder_exists(const char* path);
 
 // Creates one folder level (mode 0755). 0, or the errno of the failure.
 int make_folder(const char* path);
+
+// Says on standard error that tracing, switched on, cannot work: "ridgex:
+// <what> <path>: <reason of errno `error`>".
+void report_unusable(const char* what, const char* path, int error);
 
 }  // namespace platform

@@ -17,6 +17,7 @@
 // report, so a capture's quiet time starts again, and it finds nothing new.
 #include <cstring>
 
+#include "base/boundary.h"
 #include "platform/memory.h"
 #include "shim/fpapi_shim.h"
 #include "shim/shim_failure.h"
@@ -171,8 +172,11 @@ void CFpapiShim::AcquisitionStop(uint32_t acquisition) {
 
 uint32_t CFpapiShim::AcquisitionCallbackEntry(void* context, const void* header,
                                               uint32_t param_count, const void* params) {
+    // The closed library's thread knows nothing of exceptions.
     if (context != nullptr) {
-        static_cast<CFpapiShim*>(context)->_AcquisitionCallback(header, param_count, params);
+        AtBoundary([&] {
+            static_cast<CFpapiShim*>(context)->_AcquisitionCallback(header, param_count, params);
+        });
     }
     return 0;
 }

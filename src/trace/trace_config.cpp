@@ -49,16 +49,23 @@ void ListNames(const platform::registry_key& list, std::string_view module, bool
     }
 }
 
+// A configuration that cannot be read for want of memory switches tracing
+// off, and the check stays due, so the next scope tries again.
 [[gnu::noinline, gnu::cold]] void CheckConfig(uint32_t ticks) {
-    platform::registry_key key;
-    const uint32_t flags = OpenTracingKey(&key) ? BuildFlags(key) : 0;
-    if (flags != flags_word.load(std::memory_order_relaxed)) {
+    try {
+        platform::registry_key key;
+        const uint32_t flags = OpenTracingKey(&key) ? BuildFlags(key) : 0;
+        if (flags != flags_word.load(std::memory_order_relaxed)) {
+            std::lock_guard lock(trace_lock);
+            next_check.store(0, std::memory_order_relaxed);
+            ApplyConfig(flags);
+        }
+        // The period counts from the tick taken before the registry was read.
+        next_check.exchange(ticks + kCheckPeriodMs, std::memory_order_relaxed);
+    } catch (...) {
         std::lock_guard lock(trace_lock);
-        next_check.store(0, std::memory_order_relaxed);
-        ApplyConfig(flags);
+        flags_word.store(0, std::memory_order_relaxed);
     }
-    // The period counts from the tick taken before the registry was read.
-    next_check.exchange(ticks + kCheckPeriodMs, std::memory_order_relaxed);
 }
 
 }  // namespace

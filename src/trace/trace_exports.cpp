@@ -1,8 +1,10 @@
 // The trace exports: a trace scope for callers outside the library. The
 // handle is the scope itself and is not checked beyond the test for null.
+// Whatever fails on the way only costs the record.
 #include <cstdint>
 #include <new>
 
+#include "base/boundary.h"
 #include "base/call_depth.h"
 #include "ridgex.h"
 #include "trace/trace_scope.h"
@@ -25,24 +27,26 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
                                                                           void** scope) {
     // Tracing is only switched from outside: the scope exists, and writes
     // something, whatever the configuration says at this moment.
-    auto* opened = new (std::nothrow) CTraceScope(name, 0);
-    // The client's scope outlives this call: its code in between is not
-    // inside the library.
-    if (opened != nullptr) {
-        --call_depth::inside;
-    }
-    if (scope != nullptr) {
-        *scope = opened;
-    } else {
-        delete opened;
-    }
+    AtBoundary([&] {
+        auto* opened = new (std::nothrow) CTraceScope(name, 0);
+        // The client's scope outlives this call: its code in between is not
+        // inside the library.
+        if (opened != nullptr) {
+            --call_depth::inside;
+        }
+        if (scope != nullptr) {
+            *scope = opened;
+        } else {
+            delete opened;
+        }
+    });
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_dispose(void* scope) {
     if (scope != nullptr) {
         ++call_depth::inside;
     }
-    delete static_cast<CTraceScope*>(scope);
+    AtBoundary([&] { delete static_cast<CTraceScope*>(scope); });
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
@@ -51,7 +55,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
     // percent sign in it never makes the formatter read a missing value.
     if (scope != nullptr) {
         inside_library inside;
-        static_cast<CTraceScope*>(scope)->Text(format);
+        AtBoundary([&] { static_cast<CTraceScope*>(scope)->Text(format); });
     }
 }
 
@@ -60,7 +64,7 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_error(void* 
                                                                           uint32_t code) {
     if (scope != nullptr) {
         inside_library inside;
-        static_cast<CTraceScope*>(scope)->Result(message, code);
+        AtBoundary([&] { static_cast<CTraceScope*>(scope)->Result(message, code); });
     }
 }
 

@@ -79,7 +79,10 @@ bool ComposeFileName(const FileNameSettings& settings, std::string_view executab
     std::string folder;
     if (settings.trace_path) {
         folder = *settings.trace_path;
-        CreateFolderChain(folder);
+        if (const uint32_t error = CreateFolderChain(folder); error != 0 && !folder.empty()) {
+            platform::report_unusable("cannot create the trace folder", folder.c_str(),
+                                      static_cast<int>(error & 0xFFFF));
+        }
         if (!folder.empty() && folder.back() != '/') {
             folder += '/';
         }

@@ -39,12 +39,16 @@ CFileOutput::CFileOutput() {
     }
     uint32_t new_file = 1;
     const bool continue_file = ReadDword(key, "NewFileAlways", &new_file) && new_file == 0;
+    // All that may run out of memory comes before the open, so that a
+    // failure leaves no file open.
+    const std::string head = ComposeHead(GatherHeadFacts());
     file_ = platform::open_trace_file(path_.c_str(), !continue_file);
     if (file_ < 0) {
+        // Tracing was switched on and cannot work; the trace cannot say so.
+        platform::report_unusable("cannot open the trace file", path_.c_str(), -file_);
         return;
     }
     if (platform::trace_file_size(file_) == 0) {
-        const std::string head = ComposeHead(GatherHeadFacts());
         platform::append_to_trace_file(file_, head.data(), head.size());
         return;
     }
@@ -82,7 +86,13 @@ void WriteRecord(uint8_t* record, size_t length) {
         return;
     }
     if (output_holder.get() == nullptr) {
-        output_holder.set(CreateOutput());
+        // An output that cannot be made for want of memory costs this
+        // record; the next one tries again.
+        try {
+            output_holder.set(CreateOutput());
+        } catch (...) {
+            return;
+        }
     }
     output_holder.get()->Write(record, length);
 }

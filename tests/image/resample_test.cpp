@@ -71,6 +71,10 @@ TEST_P(Resample, WorkedExamples) {
     for (uint32_t step : {128u, 256u, 512u, 300u}) {
         Run(ramp.data(), 2, 2, 2, 0, step, true);
     }
+    // A turned copy that ends short of its output's next 64-byte boundary.
+    alignas(64) uint8_t block[64] = {};
+    GetParam().run(block + 2, 2, 4, ramp.data(), 2, 2, 256, true);
+    EXPECT_EQ(Bytes(block + 2, block + 6), (Bytes{3, 2, 1, 0}));
 }
 
 // Reader resolutions, with the odd ones that give steps off the fast paths.

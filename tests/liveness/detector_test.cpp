@@ -196,10 +196,10 @@ TEST_F(detector_test, FailuresLeaveTheCaptureAsItWas) {
     backend.pad_status[0] = RIDGEX_E_MORE_DATA;
     backend.pad_status[1] = RIDGEX_SUCCESS;
     {
-        // A block that cannot be allocated asks for more data.
+        // A block that cannot be allocated says so.
         syscall_override no_memory(
             &platform::syscall_table::realloc, +[](void*, size_t) -> void* { return nullptr; });
-        detect(RIDGEX_E_MORE_DATA, 1);
+        detect(RIDGEX_E_NO_MEMORY, 1);
     }
     EXPECT_EQ(calls("load_image_bytes"), 0);
 }

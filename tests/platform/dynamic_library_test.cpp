@@ -4,27 +4,35 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/module_path.h"
 #include "support/syscall_override.h"
 
 namespace {
 
-TEST(LoadLibrary, MapsTheDllNameAndOpensNowAndPrivately) {
-    EXPECT_EQ(platform::library_file_name("TavloApi.dll"), "libTavloApi.so");
-    EXPECT_EQ(platform::library_file_name("nex_sdk.DLL"), "libnex_sdk.so");
-    EXPECT_EQ(platform::library_file_name("plain"), "libplain.so");
-
-    static std::string file;
+// The bare file name first, for the loader's own search; then the same file
+// in the folder of the library itself (here the test program), which a
+// sanitizer's loader would otherwise miss.
+TEST(LoadLibrary, MapsTheDllNameAndOpensNowAndPrivatelyThenInItsOwnFolder) {
+    static std::vector<std::string> files;
     static int flags = 0;
     syscall_override recorder(
         &platform::syscall_table::dlopen, +[](const char* f, int m) {
-            file = f;
+            files.push_back(f);
             flags = m;
             return static_cast<void*>(nullptr);
         });
-    EXPECT_EQ(platform::load_library("ridgex_dune.dll"), nullptr);
-    EXPECT_EQ(file, "libridgex_dune.so");
+    const std::string own = platform::module_path();
+    const std::string folder = own.substr(0, own.rfind('/') + 1);
+    for (const auto& [name, file] : {std::pair{"ridgex_dune.dll", "libridgex_dune.so"},
+                                     {"nex_sdk.DLL", "libnex_sdk.so"},
+                                     {"plain", "libplain.so"}}) {
+        files.clear();
+        EXPECT_EQ(platform::load_library(name), nullptr);
+        EXPECT_EQ(files, (std::vector<std::string>{file, folder + file}));
+    }
     EXPECT_EQ(flags, RTLD_NOW | RTLD_LOCAL);
 }
 

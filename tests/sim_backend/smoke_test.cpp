@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -39,6 +40,26 @@ TEST(SimBackend, MistakeInTheFileNamesTheLineAndTheFixtureLacksItsOptionalExport
     EXPECT_EQ(dlsym(minimal, "ridgex_capture_pad_image"), nullptr);
     EXPECT_NE(dlsym(minimal, "ridgex_init"), nullptr);
     dlclose(minimal);
+    dlclose(sim);
+}
+
+// The version is asked first, so it says why the file cannot be read, once;
+// a FIFO counts as no file and does not block.
+TEST(SimBackend, AFileThatCannotBeReadIsSaidOnceOnStandardError) {
+    ridgex_test::TempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    void* sim = Load("amber", "", folder);
+    ASSERT_NE(sim, nullptr);
+    setenv("RIDGEX_SIM_CONFIG_AMBER", (folder / "fifo").c_str(), 1);
+    const auto version = reinterpret_cast<decltype(&ridgex_version)>(dlsym(sim, "ridgex_version"));
+    ridgex_version_info info{};
+    info.size = sizeof(info);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(version(&info), RIDGEX_E_FAILURE);
+    EXPECT_EQ(version(&info), RIDGEX_E_FAILURE);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "ridgex simulated backend amber: " + folder / "fifo" +
+                  ": cannot read: not a regular file\n");
     dlclose(sim);
 }
 

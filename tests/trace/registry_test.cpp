@@ -1,6 +1,7 @@
 #include "platform/registry.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 
@@ -157,6 +158,15 @@ TEST(RegistryKey, MissingFileKeyOrReadDoesNotOpen) {
         EXPECT_EQ(key.open(kTracing), platform::reg_not_found);
     }
     EXPECT_EQ(key.open(kTracing), platform::reg_ok);
+    // Only a regular file of at most 1 MiB holds keys; nothing blocks.
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    ridgex_test::WriteFile(folder / "big.reg",
+                           std::string(kHeader) + kTracingKey + std::string(1 << 20, ';') + "\n");
+    for (const std::string& path :
+         {folder / "fifo", std::string("/dev/zero"), folder.path().string(), folder / "big.reg"}) {
+        setenv("RIDGEX_REGISTRY", path.c_str(), 1);
+        EXPECT_EQ(key.open(kTracing), platform::reg_not_found) << path;
+    }
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
@@ -80,6 +81,35 @@ TEST(TraceFileName, TracePathChainIsCreatedAndReportsFailures) {
 }
 
 // ---- opening, continuing and writing the file ----------------------------------------
+
+// Tracing switched on toward a folder that cannot be made or a file that
+// cannot be opened says so on standard error, once; otherwise nothing.
+TEST_F(TraceTest, AnUnusableTraceFileIsSaidOnceOnStandardError) {
+    WriteFile(folder_ / "file", "x");
+    const std::string below = folder_ / "file/below";
+    const std::string folder = folder_.path().string();
+    const struct {
+        std::string values;
+        std::string first_line;
+        long lines;
+    } cases[] = {
+        {"\"TracePath\"=\"" + below + "\"\n",
+         "ridgex: cannot create the trace folder " + below + ": File exists\n", 2},
+        {"\"FileName\"=\"" + folder + "\"\n",
+         "ridgex: cannot open the trace file " + folder + ": Is a directory\n", 1},
+        {"\"FileName\"=\"" + trace_file() + "\"\n", "", 0},
+    };
+    for (const auto& c : cases) {
+        SlvTraceNS::RestoreLoadState();
+        registry_.Write(kTracingKey + "\"DoTrace\"=dword:1\n" + c.values);
+        testing::internal::CaptureStderr();
+        OneScope();
+        OneScope();
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(said.substr(0, c.first_line.size()), c.first_line) << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), c.lines) << said;
+    }
+}
 
 // Only NewFileAlways 0 and a file with content continue the file: a new
 // date, then the time marks; everything else starts afresh with a head.

@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+
+#include <cstdlib>
 #include <sstream>
 #include <thread>
 
@@ -65,6 +68,22 @@ TEST_F(TraceTest, ReaderPrintsCallTreesAndReadsOnPastDamage) {
     ASSERT_EQ(twice.problems.size(), 3u);  // not at the start, junk, second head
     EXPECT_EQ(twice.problems[2].offset, 4 + bytes.size());
     EXPECT_NE(Print(twice, true).find("Damage (3)"), std::string::npos);
+}
+
+// Deep nesting keeps the output in proportion to the file; what is no file
+// to read is refused with a word and status 1, and a FIFO does not block.
+TEST(Trc3Dump, DeepNestingStaysInProportionAndWhatIsNoFileIsRefused) {
+    trc3::TraceFile deep;
+    deep.records.assign(5000, {0, 1, SlvTraceNS::kScopeEntered, "S"});
+    EXPECT_LT(Print(deep).size(), 100 * deep.records.size());
+    ridgex_test::TempFolder folder;
+    ridgex_test::WriteFile(folder / "empty.trc3", "");
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    for (const std::string& path : {folder.path().string(), std::string("/dev/null"),
+                                    folder / "empty.trc3", folder / "fifo", folder / "none"}) {
+        const int status = std::system((TRC3DUMP " '" + path + "' >/dev/null 2>&1").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 1) << path;
+    }
 }
 
 }  // namespace

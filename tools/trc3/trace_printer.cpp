@@ -130,7 +130,16 @@ class ThreadTree {
         std::string date;
         std::string time;
     };
-    std::string Indent() const { return std::string(2 * open_.size(), ' '); }
+    // Deeper than this, lines stay at this indentation and show their depth,
+    // so that the output grows with the file, not with the square of its
+    // nesting.
+    static constexpr size_t kMaxIndentDepth = 32;
+    std::string Indent() const {
+        if (open_.size() <= kMaxIndentDepth) {
+            return std::string(2 * open_.size(), ' ');
+        }
+        return std::string(2 * kMaxIndentDepth, ' ') + "[" + std::to_string(open_.size()) + "] ";
+    }
 
     std::vector<Open> open_;
 };

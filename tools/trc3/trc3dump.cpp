@@ -5,14 +5,15 @@
 //
 // Exit status: 0 when every file was read whole, 2 when a file is damaged
 // (what could be read is shown, and where the damage is), 1 when a file
-// cannot be opened or the arguments are wrong.
+// cannot be read (a folder, a device, an unreadable or empty file) or the
+// arguments are wrong.
 #include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
+#include <limits>
 #include <string>
 #include <vector>
 
+#include "platform/regular_file.h"
 #include "trace_file_reader.h"
 #include "trace_printer.h"
 
@@ -45,14 +46,15 @@ int main(int argc, char** argv) {
     }
     int status = 0;
     for (const std::string& path : paths) {
-        std::ifstream in(path, std::ios::binary);
-        if (!in) {
-            std::cerr << "trc3dump: cannot open " << path << "\n";
+        std::string bytes;
+        const char* problem =
+            platform::read_regular_file(path.c_str(), std::numeric_limits<size_t>::max(), &bytes);
+        if (problem != nullptr || bytes.empty()) {
+            std::cerr << "trc3dump: cannot read " << path << ": "
+                      << (problem != nullptr ? problem : "the file is empty") << "\n";
             status = 1;
             continue;
         }
-        const std::string bytes{std::istreambuf_iterator<char>(in),
-                                std::istreambuf_iterator<char>()};
         const trc3::TraceFile file = trc3::ReadTraceFile(bytes);
         std::cout << "=== " << path << " (" << bytes.size() << " bytes, " << file.records.size()
                   << " records) ===\n";
