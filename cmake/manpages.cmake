@@ -9,7 +9,7 @@ endif()
 
 # One component per page: the command's pages go with the programs, the
 # library's with the header.
-set(RIDGEX_MAN_PAGES ridgex.1:tools trc3dump.1:tools libridgex.3:dev)
+set(RIDGEX_MAN_PAGES ridgex.1:tools trc3dump.1:tools libridgex.3:dev ridgex-virtual-finger.1:fprint)
 set(built_pages)
 foreach(entry IN LISTS RIDGEX_MAN_PAGES)
     string(REPLACE ":" ";" entry "${entry}")

@@ -36,6 +36,10 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         const bool has_value = i + 1 < argc;
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
         if (argument == "--socket" && has_value) {
             socket = argv[++i];
         } else if ((argument == "--seed" || argument == "--retry" || argument == "--error") &&
