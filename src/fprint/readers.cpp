@@ -57,8 +57,9 @@ void MakeVirtualImageReader(GMainContext* own, std::vector<FpDevice*>& extra) {
 // getters are looked up there instead of linking it a second time.
 void UsbIds(FpDevice* device, uint16_t& vid, uint16_t& pid) {
     vid = pid = 0;
-    GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(device), "fpi-usb-device");
-    if (spec == nullptr || (spec->flags & G_PARAM_READABLE) == 0) {
+    GParamSpec* property =
+        g_object_class_find_property(G_OBJECT_GET_CLASS(device), "fpi-usb-device");
+    if (property == nullptr || (property->flags & G_PARAM_READABLE) == 0) {
         return;
     }
     GObject* usb = nullptr;

@@ -4,10 +4,10 @@
 
 namespace {
 
-const option_spec* Find(const std::vector<option_spec>& specs, const std::string& word) {
-    for (const option_spec& spec : specs) {
-        if (word == spec.name || (spec.alias != nullptr && word == spec.alias)) {
-            return &spec;
+const option_form* Find(const std::vector<option_form>& forms, const std::string& word) {
+    for (const option_form& form : forms) {
+        if (word == form.name || (form.alias != nullptr && word == form.alias)) {
+            return &form;
         }
     }
     return nullptr;
@@ -15,7 +15,7 @@ const option_spec* Find(const std::vector<option_spec>& specs, const std::string
 
 }  // namespace
 
-bool arguments::Parse(const std::vector<std::string>& args, const std::vector<option_spec>& specs,
+bool arguments::Parse(const std::vector<std::string>& args, const std::vector<option_form>& forms,
                       std::string* error) {
     bool options_end = false;
     for (size_t i = 0; i < args.size(); ++i) {
@@ -30,26 +30,26 @@ bool arguments::Parse(const std::vector<std::string>& args, const std::vector<op
         }
         const size_t equals = word.find('=');
         const std::string name = word.substr(0, equals);
-        const option_spec* spec = Find(specs, name);
-        if (spec == nullptr) {
+        const option_form* form = Find(forms, name);
+        if (form == nullptr) {
             *error = "unknown option " + name;
             return false;
         }
         std::string value;
-        if (spec->takes_value) {
+        if (form->takes_value) {
             if (equals != std::string::npos) {
                 value = word.substr(equals + 1);
             } else if (i + 1 < args.size()) {
                 value = args[++i];
             } else {
-                *error = std::string(spec->name) + " needs a value";
+                *error = std::string(form->name) + " needs a value";
                 return false;
             }
         } else if (equals != std::string::npos) {
-            *error = std::string(spec->name) + " takes no value";
+            *error = std::string(form->name) + " takes no value";
             return false;
         }
-        options_.emplace_back(spec->name, value);
+        options_.emplace_back(form->name, value);
     }
     return true;
 }

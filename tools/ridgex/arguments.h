@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-struct option_spec {
+struct option_form {
     const char* name;   // "--format"
     const char* alias;  // "-o", or null
     bool takes_value;
@@ -16,7 +16,7 @@ struct option_spec {
 class arguments {
   public:
     // False with a message for an unknown option or a missing value.
-    bool Parse(const std::vector<std::string>& args, const std::vector<option_spec>& specs,
+    bool Parse(const std::vector<std::string>& args, const std::vector<option_form>& forms,
                std::string* error);
 
     bool Has(const std::string& name) const;

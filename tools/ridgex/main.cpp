@@ -15,11 +15,11 @@ namespace {
 struct command {
     const char* name;
     const char* usage;
-    std::vector<option_spec> options;
+    std::vector<option_form> options;
     int (*run)(const arguments&);
 };
 
-const option_spec kHelp{"--help", "-h", false};
+const option_form kHelp{"--help", "-h", false};
 
 const command kCommands[] = {
     {"list", kListUsage, {kHelp, {"--json", nullptr, false}}, RunList},
