@@ -34,6 +34,7 @@
 #include "platform/syscalls.h"
 #include "ridgex.h"
 #include "ridgex_sim.h"
+#include "support/percentile.h"
 
 namespace {
 
@@ -189,12 +190,6 @@ void BM_Capture400x500(benchmark::State& state) {
     state.SetBytesProcessed(int64_t(state.iterations()) * kImageBytes);
 }
 BENCHMARK(BM_Capture400x500)->ArgName("ready_image")->Arg(0)->Arg(1);
-
-double Percentile(std::vector<double> values, double fraction) {
-    std::sort(values.begin(), values.end());
-    const size_t index = static_cast<size_t>(fraction * static_cast<double>(values.size() - 1));
-    return values[index];
-}
 
 // Each iteration starts a blocking capture on a second thread, waits until
 // it waits for the finger, and times the cancel alone.

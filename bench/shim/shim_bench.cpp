@@ -35,6 +35,7 @@
 #include "platform/syscalls.h"
 #include "ridgex.h"
 #include "shim/fpapi_shim.h"
+#include "support/percentile.h"
 #include "tavlo_sim.h"
 
 namespace {
@@ -166,12 +167,6 @@ class library {
 library& Library() {
     static library instance;
     return instance;
-}
-
-double Percentile(std::vector<double> values, double fraction) {
-    std::sort(values.begin(), values.end());
-    const size_t index = static_cast<size_t>(fraction * static_cast<double>(values.size() - 1));
-    return values[index];
 }
 
 // Medians of this run, in microseconds, for the summary.
