@@ -34,7 +34,8 @@ ridgex_result ridgex_open_ext(const char* dev_name, uint32_t prio, ridgex_handle
     return AtBoundary([&] { return CLibAggregator::OpenDevice(dev_name, prio, pdev); });
 }
 
-// Both may run inside a signal handler on a capturing thread.
+// Both may run inside a signal handler on a capturing thread. The mark
+// comes before the boundary, so that it sees the depth the call found.
 ridgex_result ridgex_close(ridgex_handle dev) {
     SlvTraceNS::CSignalSafeCall signal_safe;
     return AtBoundary([&] { return CLibAggregator::CloseDevice(dev); });

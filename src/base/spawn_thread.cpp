@@ -1,5 +1,6 @@
 #include "base/spawn_thread.h"
 
+#include "base/boundary.h"
 #include "base/signal.h"
 #include "platform/thread.h"
 
@@ -20,7 +21,7 @@ void* thread_entry(void* record) {
     start->thread_id = platform::current_thread_id();
     start->started->Set();
     // The record is gone from here on: the spawning thread has returned.
-    proc(arg);
+    AtBoundary([&] { proc(arg); });
     return nullptr;
 }
 

@@ -5,23 +5,10 @@
 #include <new>
 
 #include "base/boundary.h"
-#include "base/call_depth.h"
 #include "ridgex.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
-
-namespace {
-
-// The client's own records are written under the trace lock: while one is,
-// the thread is inside the library, and a signal handler there must not
-// wait for a capture that may need the lock.
-struct inside_library {
-    inside_library() { ++call_depth::inside; }
-    ~inside_library() { --call_depth::inside; }
-};
-
-}  // namespace
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const char* name,
                                                                           void** scope) {
@@ -29,11 +16,6 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
     // something, whatever the configuration says at this moment.
     AtBoundary([&] {
         auto* opened = new (std::nothrow) CTraceScope(name, 0);
-        // The client's scope outlives this call: its code in between is not
-        // inside the library.
-        if (opened != nullptr) {
-            --call_depth::inside;
-        }
         if (scope != nullptr) {
             *scope = opened;
         } else {
@@ -43,9 +25,6 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_start(const 
 }
 
 extern "C" __attribute__((visibility("default"))) void ridgex_trace_dispose(void* scope) {
-    if (scope != nullptr) {
-        ++call_depth::inside;
-    }
     AtBoundary([&] { delete static_cast<CTraceScope*>(scope); });
 }
 
@@ -54,7 +33,6 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace(void* scope,
     // The caller passes no values, so the text is written as it stands: a
     // percent sign in it never makes the formatter read a missing value.
     if (scope != nullptr) {
-        inside_library inside;
         AtBoundary([&] { static_cast<CTraceScope*>(scope)->Text(format); });
     }
 }
@@ -63,7 +41,6 @@ extern "C" __attribute__((visibility("default"))) void ridgex_trace_error(void* 
                                                                           const char* message,
                                                                           uint32_t code) {
     if (scope != nullptr) {
-        inside_library inside;
         AtBoundary([&] { static_cast<CTraceScope*>(scope)->Result(message, code); });
     }
 }

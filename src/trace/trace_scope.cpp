@@ -29,9 +29,12 @@ constinit platform::local_time_t last_time_mark{};
 // there the trace lock may be held by the very code the handler interrupted,
 // and the time marks, the formatter and the first output are not
 // async-signal-safe, so the handler's records are dropped.
+// Off is the case whose cost counts: it stays the straight path.
 bool TracingOn() {
-    return (flags_word.load(std::memory_order_relaxed) & kFlagTrace) != 0 &&
-           !call_depth::Interrupting();
+    if ((flags_word.load(std::memory_order_relaxed) & kFlagTrace) == 0) [[likely]] {
+        return false;
+    }
+    return !call_depth::Interrupting();
 }
 
 // Verbosity and the module filter, read under the trace lock.
@@ -100,7 +103,6 @@ void RestoreLoadState() {
 }
 
 CTraceScope::CTraceScope(const char* name, int32_t level) : level_(level) {
-    ++call_depth::inside;
     Refresh();
     if (!TracingOn()) {
         return;
@@ -115,14 +117,14 @@ CTraceScope::CTraceScope(const char* name, int32_t level) : level_(level) {
 }
 
 CTraceScope::~CTraceScope() {
-    if (TracingOn()) {
-        std::lock_guard lock(trace_lock);
-        if (LevelWritten(level_)) {
-            WriteTimeMarks();
-            WriteTextRecord(kScopeLeft, nullptr, 0);
-        }
+    if (!TracingOn()) {
+        return;
     }
-    --call_depth::inside;
+    std::lock_guard lock(trace_lock);
+    if (LevelWritten(level_)) {
+        WriteTimeMarks();
+        WriteTextRecord(kScopeLeft, nullptr, 0);
+    }
 }
 
 void CTraceScope::Message(const char* format, ...) {
