@@ -13,7 +13,6 @@
 #include "base/call_depth.h"
 #include "base/test_seam.h"
 #include "liveness/spoof_detector.h"
-#include "platform/memory.h"
 #include "trace/trace_scope.h"
 
 using SlvTraceNS::CTraceScope;
@@ -22,38 +21,24 @@ AGGREGATOR_DEVICE_CONTEXT* context_table_t::At(uint32_t index) const {
     if (index >= Count()) {
         return nullptr;
     }
-    return chunks_[index / kChunkRecords].load(std::memory_order_acquire) + index % kChunkRecords;
+    return chunks_.Chunk(index / kChunkRecords) + index % kChunkRecords;
 }
 
 AGGREGATOR_DEVICE_CONTEXT* context_table_t::Append() {
     const uint32_t index = count_.load(std::memory_order_relaxed);
-    const uint32_t chunk = index / kChunkRecords;
-    if (index % kChunkRecords == 0) {
-        if (chunk >= kMaxChunks) {
-            return nullptr;
-        }
-        void* block =
-            platform::reallocate(nullptr, sizeof(AGGREGATOR_DEVICE_CONTEXT) * kChunkRecords);
-        if (block == nullptr) {
-            return nullptr;
-        }
-        auto* records = static_cast<AGGREGATOR_DEVICE_CONTEXT*>(block);
-        for (uint32_t i = 0; i < kChunkRecords; ++i) {
-            new (&records[i]) AGGREGATOR_DEVICE_CONTEXT{};
-        }
-        chunks_[chunk].store(records, std::memory_order_release);
+    AGGREGATOR_DEVICE_CONTEXT* chunk = chunks_.MakeChunk(index / kChunkRecords);
+    if (chunk == nullptr) {
+        return nullptr;
     }
     count_.store(index + 1, std::memory_order_release);
-    return chunks_[chunk].load(std::memory_order_relaxed) + index % kChunkRecords;
+    return chunk + index % kChunkRecords;
 }
 
 void context_table_t::Free() {
     for (uint32_t i = 0; i < Count(); ++i) {
         At(i)->ReleaseSignals();
     }
-    for (auto& chunk : chunks_) {
-        platform::release(chunk.exchange(nullptr));
-    }
+    chunks_.Free();
     count_.store(0, std::memory_order_release);
 }
 

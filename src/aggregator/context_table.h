@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "aggregator/device_context.h"
+#include "base/chunk_list.h"
 
 class context_table_t {
   public:
@@ -32,6 +33,6 @@ class context_table_t {
     void Free();
 
   private:
-    std::atomic<AGGREGATOR_DEVICE_CONTEXT*> chunks_[kMaxChunks] = {};
+    chunk_list_t<AGGREGATOR_DEVICE_CONTEXT, kChunkRecords, kMaxChunks> chunks_;
     std::atomic<uint32_t> count_{0};
 };

@@ -7,9 +7,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <new>
 
-#include "platform/memory.h"
+#include "base/chunk_list.h"
 
 class handle_set_t {
   public:
@@ -25,12 +24,9 @@ class handle_set_t {
     // no chunk can be added. The caller adds a handle only once.
     bool Add(void* handle) {
         for (uint32_t c = 0; c < kMaxChunks; ++c) {
-            slot_t* chunk = chunks_[c].load(std::memory_order_acquire);
+            slot_t* chunk = chunks_.MakeChunk(c);
             if (chunk == nullptr) {
-                chunk = AddChunk(c);
-                if (chunk == nullptr) {
-                    return false;
-                }
+                return false;
             }
             for (uint32_t i = 0; i < kChunkSlots; ++i) {
                 void* expected = nullptr;
@@ -59,9 +55,7 @@ class handle_set_t {
     // Empties the set and gives its chunks back. Only while nobody else
     // uses it: at unload, and in tests.
     void Free() {
-        for (auto& chunk : chunks_) {
-            platform::release(chunk.exchange(nullptr));
-        }
+        chunks_.Free();
         count_ = 0;
     }
 
@@ -73,7 +67,7 @@ class handle_set_t {
             return nullptr;
         }
         for (uint32_t c = 0; c < kMaxChunks; ++c) {
-            slot_t* chunk = chunks_[c].load(std::memory_order_acquire);
+            slot_t* chunk = chunks_.Chunk(c);
             if (chunk == nullptr) {
                 return nullptr;
             }
@@ -86,24 +80,6 @@ class handle_set_t {
         return nullptr;
     }
 
-    // The chunk at `c`, made here or by a thread that won the race to it.
-    slot_t* AddChunk(uint32_t c) {
-        void* block = platform::reallocate(nullptr, sizeof(slot_t) * kChunkSlots);
-        if (block == nullptr) {
-            return nullptr;
-        }
-        auto* chunk = static_cast<slot_t*>(block);
-        for (uint32_t i = 0; i < kChunkSlots; ++i) {
-            new (&chunk[i]) slot_t(nullptr);
-        }
-        slot_t* expected = nullptr;
-        if (!chunks_[c].compare_exchange_strong(expected, chunk)) {
-            platform::release(block);
-            return expected;
-        }
-        return chunk;
-    }
-
-    std::atomic<slot_t*> chunks_[kMaxChunks] = {};
+    chunk_list_t<slot_t, kChunkSlots, kMaxChunks> chunks_;
     std::atomic<uint32_t> count_{0};
 };

@@ -20,6 +20,7 @@
 
 #include "ridgex.h"
 #include "shim/fpapi_shim.h"
+#include "support/reader_list.h"
 #include "support/sim_backends.h"
 #include "support/temp_folder.h"
 #include "support/thread_asleep.h"
@@ -176,14 +177,7 @@ class shim_fixture : public ::testing::Test {
     }
 
     // The readers as a client lists them, "$00$" in front of each name.
-    static std::vector<ridgex_device_info> List() {
-        std::vector<ridgex_device_info> infos(8);
-        infos[0].size = sizeof(ridgex_device_info);
-        uint32_t count = 8;
-        EXPECT_EQ(ridgex_query_devices(&count, infos.data()), RIDGEX_SUCCESS);
-        infos.resize(count);
-        return infos;
-    }
+    static std::vector<ridgex_device_info> List() { return ridgex_test::ListReaders(); }
 
     static ridgex_handle Open(uint32_t index, uint32_t prio = RIDGEX_PRIORITY_EXCLUSIVE) {
         ridgex_handle dev = nullptr;
