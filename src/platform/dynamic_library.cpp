@@ -37,7 +37,8 @@ void* open_file(const char* file) {
 
 void* load_library(const char* dll_name) {
     char file[PATH_MAX];
-    if (dll_name == nullptr || !compose_file_name({}, dll_name, file)) {
+    // An empty folder that still points somewhere: "%.*s" takes no null.
+    if (dll_name == nullptr || !compose_file_name("", dll_name, file)) {
         return nullptr;
     }
     if (void* library = open_file(file)) {
