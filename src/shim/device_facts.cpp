@@ -49,12 +49,12 @@ T Read(const uint8_t* bytes, size_t offset) {
 template <typename Reader>
 int32_t ReadInfoBlock(const uint8_t* device_id, uint32_t selector, Reader&& read) {
     static const uint32_t kZero = 0;
-    void* block = nullptr;
-    const int32_t code = tavlo::GetDeviceInfoEx(device_id, &kZero, kInfoGroup, selector, &block);
-    if (code >= 0 && block != nullptr) {
-        read(static_cast<const uint8_t*>(block));
+    tavlo::block_t block;
+    const int32_t code =
+        tavlo::GetDeviceInfoEx(device_id, &kZero, kInfoGroup, selector, block.out());
+    if (code >= 0 && block.bytes() != nullptr) {
+        read(block.bytes());
     }
-    tavlo::BufferFree(block);
     return code;
 }
 
@@ -86,16 +86,16 @@ ridgex_result CFpapiShim::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* de
         return ShimFailure(scope, RIDGEX_E_INVALID_PARAMETER);
     }
     uint32_t found = 0;
-    void* ids = nullptr;
-    const int32_t code = tavlo::EnumerateDevices(&found, &ids);
+    // Given back also when a reader's texts find no memory.
+    tavlo::block_t ids;
+    const int32_t code = tavlo::EnumerateDevices(&found, ids.out());
     if (code < 0) {
-        tavlo::BufferFree(ids);
         return ShimFailure(scope, static_cast<ridgex_result>(code));
     }
     scope.Message("readers found: %d", found);
 
     ridgex_result status = RIDGEX_SUCCESS;
-    const auto* id = static_cast<const uint8_t*>(ids);
+    const uint8_t* id = ids.bytes();
     for (uint32_t i = 0; i < *dev_cnt && i < found && status == RIDGEX_SUCCESS; ++i) {
         // Only the first record carries the caller's size.
         dev_infos[i].size = dev_infos[0].size;
@@ -108,7 +108,6 @@ ridgex_result CFpapiShim::QueryDevices(uint32_t* dev_cnt, ridgex_device_info* de
         }
         *dev_cnt = found;
     }
-    tavlo::BufferFree(ids);
     if (status != RIDGEX_SUCCESS && status != RIDGEX_E_MORE_DATA) {
         ShimFailure(scope, status);
     }

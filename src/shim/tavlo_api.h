@@ -51,6 +51,23 @@ int32_t StopAcquisition(uint32_t acquisition);
 int32_t DestroyAcquisition(uint32_t acquisition);
 void BufferFree(void* block);
 
+// A block that the reader library hands out through a `void**`, given back
+// with BufferFree however the scope is left (an exception included), and
+// also when the call gave none, as the library accepts.
+class block_t {
+  public:
+    block_t() = default;
+    ~block_t() { BufferFree(block_); }
+    block_t(const block_t&) = delete;
+    block_t& operator=(const block_t&) = delete;
+
+    void** out() { return &block_; }
+    const uint8_t* bytes() const { return static_cast<const uint8_t*>(block_); }
+
+  private:
+    void* block_ = nullptr;
+};
+
 // SetDeviceParameter with a value of `size` bytes.
 inline int32_t SendParameter(const uint8_t* id, uint32_t parm, const void* value, uint32_t size) {
     TavloParameter parameter{size, 0, const_cast<void*>(value)};
