@@ -28,8 +28,8 @@ constinit platform::local_time_t last_time_mark{};
 // Off, or in a signal handler that interrupted the library on this thread:
 // there the trace lock may be held by the very code the handler interrupted,
 // and the time marks, the formatter and the first output are not
-// async-signal-safe, so the handler's records are dropped.
-// Off is the case whose cost counts: it stays the straight path.
+// async-signal-safe, so the handler's records are dropped. Off is the case
+// whose cost counts: it stays the straight path.
 bool TracingOn() {
     if ((flags_word.load(std::memory_order_relaxed) & kFlagTrace) == 0) [[likely]] {
         return false;
@@ -139,8 +139,7 @@ void CTraceScope::Text(const char* text) {
 }
 
 void CTraceScope::WriteMessage(const char* format, va_list* args) {
-    const uint32_t flags = flags_word.load(std::memory_order_relaxed);
-    if (!TracingOn() || (flags & kFlagProfiling) != 0) {
+    if (!TracingOn() || (flags_word.load(std::memory_order_relaxed) & kFlagProfiling) != 0) {
         return;
     }
     std::lock_guard lock(trace_lock);

@@ -11,8 +11,9 @@ namespace SlvTraceNS {
 class COutput;
 
 // All trace output is written under this lock. A leaf: nothing inside it
-// takes another lock of the library. A signal handler that interrupted the
-// library never takes it: its records are dropped (docs/signals.md).
+// takes another lock of the library. Recursive, as the critical section it
+// stands for is. A signal handler that interrupted the library never takes
+// it: its records are dropped (docs/signals.md).
 using trace_lock_t = std::recursive_mutex;
 extern trace_lock_t trace_lock;
 
